@@ -1,0 +1,94 @@
+// Counts per type of what stands in slabs, for whoever looks for a leak or for what fills the
+// memory. Diagnostics alone: no logic reads the counters. The memory itself is Quillo's, see
+// platform/Quillo/Slab.h; a class joins the two by
+//
+//   static void* operator new(std::size_t size) { return Velo::trackedNew<Machine>(size); }
+//   static void operator delete(void* block) noexcept { Velo::trackedDelete<Machine>(block); }
+//
+// Counting is atomic while Velo::VFPtrInterface::threadSafePointers_ is set and plain otherwise.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+#include "platform/Quillo/Slab.h"
+#include "platform/Velo/Types.h"
+
+namespace Velo {
+
+// The record of one type. It enters the process-wide list at its type's first allocation and never
+// leaves it, so records are of static lifetime, in a library that stays loaded.
+class AllocTrackTypeInfo {
+ public:
+  constexpr AllocTrackTypeInfo() noexcept = default;
+  AllocTrackTypeInfo(const AllocTrackTypeInfo&) = delete;
+  AllocTrackTypeInfo& operator=(const AllocTrackTypeInfo&) = delete;
+
+  // A record as it stood when it was read.
+  struct Counts {
+    std::string typeName;    // as written in the source, with its namespaces
+    U64 live = 0;            // objects allocated and not yet freed
+    U64 total = 0;           // objects ever allocated
+    U64 allocatedBytes = 0;  // the sizes of all of them, freed ones included
+  };
+
+  // Enters an object of `size` bytes. `type` names the record; the first call decides.
+  static void _trackAllocationNoOverhead(AllocTrackTypeInfo* info, const std::type_info& type,
+                                         std::size_t size) noexcept;
+  // Takes an object off again that _trackAllocationNoOverhead() entered.
+  static void trackDeallocation(AllocTrackTypeInfo* info) noexcept;
+
+  // All types of which an object was ever allocated, sorted by name.
+  static std::vector<Counts> snapshot();
+
+  // Calls visit(const Counts&) for each entry of a snapshot.
+  template <class Visit>
+  static void forEach(Visit&& visit) {
+    for (const Counts& counts : snapshot()) visit(counts);
+  }
+
+  // Live objects of all types together.
+  static U64 liveObjects() noexcept;
+
+ private:
+  std::atomic<U64> live_{0};
+  std::atomic<U64> total_{0};
+  std::atomic<U64> allocatedBytes_{0};
+  std::atomic<bool> listed_{false};
+  const std::type_info* type_ = nullptr;  // set before the record is listed
+  AllocTrackTypeInfo* next_ = nullptr;    // as type_
+};
+
+// Holds the one record of T. A member of a template, so that all libraries of a process share it.
+template <class T>
+struct Tracked {
+  inline static constinit AllocTrackTypeInfo info;
+};
+
+template <class T>
+AllocTrackTypeInfo* allocTrackTypeInfo() noexcept {
+  return &Tracked<T>::info;
+}
+
+// The operator new of class T. Throws std::bad_alloc. A class derived from T that brings no
+// operator of its own counts as T.
+template <class T>
+void* trackedNew(std::size_t size) {
+  static_assert(alignof(T) <= Quillo::slabAlignment, "slabs do not align beyond slabAlignment");
+  void* block = Quillo::slabAlloc(size);
+  AllocTrackTypeInfo::_trackAllocationNoOverhead(allocTrackTypeInfo<T>(), typeid(T), size);
+  return block;
+}
+
+// The operator delete of class T; null is let through.
+template <class T>
+void trackedDelete(void* block) noexcept {
+  if (block == nullptr) return;
+  AllocTrackTypeInfo::trackDeallocation(allocTrackTypeInfo<T>());
+  Quillo::slabFree(block, typeid(T));
+}
+
+}  // namespace Velo

@@ -1,0 +1,25 @@
+#include "platform/Velo/Entity.h"
+
+namespace Velo {
+
+void Entity::notify(AttributeId attribute, const void* key) const {
+  if (notifiees_.empty()) return;
+  const Ptr<const Entity> self(this);
+  notifiees_.visit(attribute, key);
+}
+
+void Entity::veloFiledIs(bool filed) {
+  filed_ = filed;
+  if (!filed) releaseIfOver();
+}
+
+void Entity::endIs() {
+  over_ = true;
+  releaseIfOver();
+}
+
+void Entity::releaseIfOver() {
+  if (over_ && !filed_ && notifiees_.empty()) veloRelease();
+}
+
+}  // namespace Velo

@@ -1,0 +1,55 @@
+#pragma once
+// The notifiees of one entity.
+//
+// A delivery calls, in the order of registration, each notifiee that was registered when the
+// delivery began and is registered and active when its turn comes. One that is added meanwhile, or
+// taken off and added again, waits for the next delivery; one that is taken off or switched off
+// before its turn is passed over. List, entity and notifiee may each go in a callback. Notifying
+// allocates nothing.
+
+#include <vector>
+
+#include "platform/Velo/PtrInterface.h"
+
+namespace Velo {
+
+class NotifieeList {
+ public:
+  NotifieeList() = default;
+  NotifieeList(const NotifieeList&) = delete;
+  NotifieeList& operator=(const NotifieeList&) = delete;
+  ~NotifieeList();
+
+  // Calls onAttribute of each notifiee in a frame of its own. An exception ends the delivery at
+  // once. O(notifiees). The caller keeps the entity alive.
+  void visit(AttributeId attribute, const void* key = nullptr) const;
+  // Takes every notifiee off the list.
+  void deleteAll();
+
+  bool empty() const { return live_ == 0; }
+  U32 size() const { return live_; }
+
+ private:
+  friend class PtrInterface::NotifieeConst;
+
+  // A delivery under way, on the stack of the one who delivers; linked so that the list may go.
+  struct Walk {
+    const NotifieeList* list;
+    Walk* outer;
+    explicit Walk(const NotifieeList& l);
+    ~Walk();
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+  };
+
+  void add(PtrInterface::NotifieeConst& notifiee);
+  void remove(PtrInterface::NotifieeConst& notifiee);
+  void compact() const;
+
+  // Slots in order of registration; null where one has left. The outermost walk closes the gaps.
+  mutable std::vector<PtrInterface::NotifieeConst*> slots_;
+  mutable Walk* walk_ = nullptr;
+  U32 live_ = 0;
+};
+
+}  // namespace Velo

@@ -1,0 +1,108 @@
+#include "platform/Velo/PtrInterface.h"
+
+#include <ostream>
+
+#include "platform/Velo/NotifieeList.h"
+#include "platform/Velo/Type.h"
+
+namespace Velo {
+
+bool VFPtrInterface::threadSafePointers_ = false;
+
+PtrInterface::~PtrInterface() = default;
+
+NotifieeList* PtrInterface::notifieeList() const { return nullptr; }
+void PtrInterface::hasNotificationActiveIs(bool active) { flagIs(activeBit, active); }
+void PtrInterface::zeroReferencesIs(bool /*zero*/) {}
+VeloTypeBase PtrInterface::fwkType() const { return VeloTypeBase(); }
+void PtrInterface::veloUnfollowed() const {}
+void PtrInterface::veloPrint(std::ostream& out) const { out << fwkType().name(); }
+
+void PtrInterface::handleZeroRef() const {
+  auto* self = const_cast<PtrInterface*>(this);
+  increment();
+  self->zeroReferencesIs(true);
+  // Somebody took the object up again while it ended its work: it goes with that reference.
+  if (!decrement()) return;
+  increment();  // so that pointers made and dropped in the destructor do not end it again
+  delete self;
+}
+
+PtrInterface::NotifieeConst::~NotifieeConst() {
+  NotifieeConst::notifierIs(nullptr);
+  ownerIs(nullptr, false);
+}
+
+void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool active) {
+  flagIs(activeBit, active);
+}
+void PtrInterface::NotifieeConst::zeroReferencesIs(bool zero) {
+  if (zero) onZeroReferences();
+}
+void PtrInterface::NotifieeConst::onZeroReferences() {}
+
+void PtrInterface::NotifieeConst::notifierIs(const PtrInterface* entity) {
+  if (entity == notifier_) return;
+  isRegisteredNotifieeIs(false);
+  if (entity != nullptr) entity->referencesInc();
+  const PtrInterface* old = notifier_;
+  notifier_ = entity;
+  if (old != nullptr) old->referencesDec();
+}
+
+void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
+  if (registered == registered_ || notifier_ == nullptr) return;
+  NotifieeList* list = notifier_->notifieeList();
+  if (list == nullptr) return;
+  registered_ = registered;
+  if (registered) {
+    list->add(*this);
+  } else {
+    list->remove(*this);
+    if (list->empty()) notifier_->veloUnfollowed();
+  }
+}
+
+void PtrInterface::NotifieeConst::ownerIs(PtrInterface* owner, bool ownerIsNotifiee) {
+  const PtrInterface* held = holdsOwner_ ? owner_ : nullptr;
+  owner_ = owner;
+  ownerIsNotifiee_ = ownerIsNotifiee;
+  holdsOwner_ = false;
+  if (held != nullptr) held->referencesDec();
+}
+
+void PtrInterface::NotifieeConst::keepOwner() {
+  if (owner_ == nullptr || holdsOwner_) return;
+  owner_->referencesInc();
+  holdsOwner_ = true;
+}
+
+Frame::Frame(const PtrInterface::NotifieeConst& reactor) {
+  const PtrInterface::NotifieeConst* r = &reactor;
+  hold(r);
+  while (r->owner_ != nullptr && count_ < depth) {
+    hold(r->owner_);
+    if (!r->ownerIsNotifiee_) break;
+    r = static_cast<const PtrInterface::NotifieeConst*>(r->owner_);
+  }
+}
+
+Frame::Frame(const PtrInterface& machine) { hold(&machine); }
+
+Frame::~Frame() {
+  // Innermost first, so that a reactor that ends here still finds its owner.
+  for (U32 i = 0; i < count_; ++i) held_[i]->referencesDec();
+}
+
+void Frame::hold(const PtrInterface* object) {
+  object->referencesInc();
+  held_[count_++] = object;
+}
+
+std::ostream& operator<<(std::ostream& out, const PtrInterface* object) {
+  if (object == nullptr) return out << "null";
+  object->veloPrint(out);
+  return out;
+}
+
+}  // namespace Velo

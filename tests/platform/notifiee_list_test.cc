@@ -1,0 +1,297 @@
+#include "platform/Velo/NotifieeList.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+
+#include "tests/platform/reactor_toys.h"
+
+namespace Toys {
+
+class NotifieeList : public ToyTest {
+ protected:
+  // One change that every watcher of the lamp is told of.
+  void change() { lamp_->litIs(!lamp_->lit()); }
+  Velo::Ptr<Watcher> watcher(const char* name) { return Watcher::on(*lamp_, name); }
+
+  Velo::Ptr<Lamp> lamp_ = Velo::make<Lamp>(1U);
+  Velo::Ptr<Watcher> a_ = watcher("a");
+  Velo::Ptr<Watcher> b_ = watcher("b");
+  Velo::Ptr<Watcher> c_ = watcher("c");
+};
+
+TEST_F(NotifieeList, NotifieesAreCalledInTheOrderOfTheirRegistration) {
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+  EXPECT_EQ(lamp_->notifieeList()->size(), 3U);
+}
+
+TEST_F(NotifieeList, OneThatIsTakenOffAndRegisteredAgainStandsAtTheEnd) {
+  a_->isRegisteredNotifieeIs(false);
+  change();
+  a_->isRegisteredNotifieeIs(true);
+  change();
+  EXPECT_EQ(taken(), (Lines{"b lit", "c lit", "b lit", "c lit", "a lit"}));
+}
+
+TEST_F(NotifieeList, RegisteringTwiceChangesNothing) {
+  a_->isRegisteredNotifieeIs(true);
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, OneThatIsSwitchedOffIsNotCalledAndKeepsItsPlace) {
+  b_->hasNotificationActiveIs(false);
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "c lit"}));
+  b_->hasNotificationActiveIs(true);
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, ANotifieeThatIsBoundToAnotherEntityLeavesTheList) {
+  const auto other = Velo::make<Lamp>(2U);
+  b_->notifierIs(other.get());
+  EXPECT_FALSE(b_->isRegisteredNotifiee());
+  b_->isRegisteredNotifieeIs(true);
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "c lit"}));
+  other->litIs(true);
+  EXPECT_EQ(taken(), Lines{"b lit"});
+}
+
+TEST_F(NotifieeList, ANotifieeWithoutEntityCannotBeRegistered) {
+  const auto unbound = Velo::make<Watcher>("unbound");
+  unbound->isRegisteredNotifieeIs(true);
+  EXPECT_FALSE(unbound->isRegisteredNotifiee());
+}
+
+TEST_F(NotifieeList, ABoundNotifieeHoldsItsEntity) {
+  const Lamp* raw = lamp_.get();
+  const U32 before = raw->referenceCount();
+  lamp_ = nullptr;
+  EXPECT_EQ(raw->referenceCount(), before - 1);
+  b_->notifierIs(nullptr);
+  c_->notifierIs(nullptr);
+  EXPECT_EQ(raw->referenceCount(), 1U);
+}
+
+// The matrix of disruptions: what one notifiee does to itself, to those before and to those behind it.
+
+TEST_F(NotifieeList, OneThatIsRegisteredMeanwhileIsNotCalledByThatDelivery) {
+  Velo::Ptr<Watcher> late;
+  theLog.at["b lit"] = [&] { late = watcher("late"); };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit", "late lit"}));
+}
+
+TEST_F(NotifieeList, OneThatIsRegisteredMeanwhileIsNotCalledEvenWhenAPlaceBehindHasBecomeFree) {
+  Velo::Ptr<Watcher> late;
+  theLog.at["a lit"] = [&] {
+    c_->isRegisteredNotifieeIs(false);
+    late = watcher("late");
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit"}));
+}
+
+TEST_F(NotifieeList, OneThatIsTakenOffAndRegisteredAgainMeanwhileWaitsForTheNext) {
+  theLog.at["a lit"] = [&] {
+    c_->isRegisteredNotifieeIs(false);
+    c_->isRegisteredNotifieeIs(true);
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit"}));
+}
+
+TEST_F(NotifieeList, ANotifieeMayTakeItselfOff) {
+  theLog.at["b lit"] = [&] { b_->isRegisteredNotifieeIs(false); };
+  change();
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit", "a lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, TheNextIsNotCalledWhenItIsTakenOff) {
+  theLog.at["a lit"] = [&] { b_->isRegisteredNotifieeIs(false); };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, ThePreviousMayBeTakenOffAndNobodyIsPassedOver) {
+  theLog.at["b lit"] = [&] { a_->isRegisteredNotifieeIs(false); };
+  change();
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit", "b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, TheNextIsNotCalledWhenItIsSwitchedOff) {
+  theLog.at["a lit"] = [&] { b_->hasNotificationActiveIs(false); };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, OneThatWaitedSwitchedOffIsCalledWhenItIsSwitchedOnBeforeItsTurn) {
+  c_->hasNotificationActiveIs(false);
+  theLog.at["a lit"] = [&] { c_->hasNotificationActiveIs(true); };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, ANotifieeMayLoseItsLastReferenceWhileItRuns) {
+  theLog.at["b lit"] = [&] {
+    b_ = nullptr;
+    theLog("still here");
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "still here", "~b", "c lit"}));
+}
+
+TEST_F(NotifieeList, TheNextAndThePreviousMayDie) {
+  theLog.at["b lit"] = [&] {
+    a_ = nullptr;
+    c_ = nullptr;
+  };
+  change();
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "~a", "~c", "b lit"}));
+}
+
+TEST_F(NotifieeList, TheEntityMayLoseItsOwnersAndAllItsNotifieesInACallback) {
+  theLog.at["a lit"] = [&] {
+    lamp_ = nullptr;
+    for (auto* watcher : {&a_, &b_, &c_}) *watcher = nullptr;
+  };
+  lamp_->litIs(true);
+  EXPECT_EQ(taken(), (Lines{"a lit", "~b", "~c", "~a"}));
+}
+
+TEST_F(NotifieeList, ANestedDeliveryIsWholeBeforeTheOuterOneGoesOn) {
+  theLog.at["a lit"] = [&] { change(); };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "a lit", "b lit", "c lit", "b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, ANestedDeliveryReachesThoseThatTheOuterOneDoesNot) {
+  Velo::Ptr<Watcher> late;
+  theLog.at["b lit"] = [&] {
+    late = watcher("late");
+    change();
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "a lit", "b lit", "c lit", "late lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, GapsOfANestedDeliveryDoNotMoveThePlacesOfTheOuterOne) {
+  Velo::Ptr<Watcher> d = watcher("d");
+  theLog.at["b lit"] = [&] {
+    theLog.at["c lit"] = [&] {
+      a_ = nullptr;
+      b_ = nullptr;
+    };
+    change();
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "a lit", "b lit", "c lit", "~a", "d lit", "~b", "c lit", "d lit"}));
+  change();
+  EXPECT_EQ(taken(), (Lines{"c lit", "d lit"}));
+}
+
+TEST_F(NotifieeList, AnExceptionEndsTheDeliveryAtOnceAndTheListGoesOn) {
+  theLog.at["b lit"] = [&] {
+    a_->isRegisteredNotifieeIs(false);
+    throw Velo::Exception("no");
+  };
+  EXPECT_THROW(change(), Velo::Exception);
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit"}));
+  change();
+  EXPECT_EQ(taken(), (Lines{"b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, AnExceptionOutOfANestedDeliveryEndsTheOuterOneToo) {
+  theLog.at["a lit"] = [&] {
+    theLog.at["c lit"] = [] { throw Velo::Exception("no"); };
+    change();
+  };
+  EXPECT_THROW(change(), Velo::Exception);
+  EXPECT_EQ(taken(), (Lines{"a lit", "a lit", "b lit", "c lit"}));
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+}
+
+TEST_F(NotifieeList, DeleteAllTakesEveryoneOff) {
+  lamp_->notifieeList()->deleteAll();
+  change();
+  EXPECT_TRUE(taken().empty());
+  EXPECT_TRUE(lamp_->notifieeList()->empty());
+  EXPECT_FALSE(a_->isRegisteredNotifiee());
+  a_->isRegisteredNotifieeIs(true);
+  change();
+  EXPECT_EQ(taken(), Lines{"a lit"});
+}
+
+TEST_F(NotifieeList, DeleteAllInACallbackEndsTheDelivery) {
+  theLog.at["a lit"] = [&] {
+    lamp_->notifieeList()->deleteAll();
+    a_->isRegisteredNotifieeIs(true);
+  };
+  change();
+  EXPECT_EQ(taken(), Lines{"a lit"});
+  change();
+  EXPECT_EQ(taken(), Lines{"a lit"});
+}
+
+// An object whose list can be taken away from under a delivery.
+class Publisher : public Velo::PtrInterface {
+ public:
+  Velo::NotifieeList* notifieeList() const override { return list.get(); }
+  static constexpr Velo::Attribute news{"news"};
+
+  std::unique_ptr<Velo::NotifieeList> list = std::make_unique<Velo::NotifieeList>();
+};
+
+TEST_F(NotifieeList, TheListMayDieInACallbackAlsoUnderTwoDeliveries) {
+  const auto publisher = Velo::make<Publisher>();
+  const auto first = Watcher::on(*publisher, "first");
+  const auto second = Watcher::on(*publisher, "second");
+  const Velo::AttributeId news(Publisher::news);
+  theLog.at["first news"] = [&] {
+    theLog.at["second news"] = [&] { publisher->list.reset(); };
+    publisher->list->visit(news);
+    theLog("inner ended");
+  };
+  publisher->list->visit(news);
+  EXPECT_EQ(taken(), (Lines{"first news", "first news", "second news", "inner ended"}));
+  EXPECT_FALSE(first->isRegisteredNotifiee());
+  EXPECT_FALSE(second->isRegisteredNotifiee());
+}
+
+TEST_F(NotifieeList, ARandomWalkKeepsTheOrderOfRegistration) {
+  constexpr unsigned seed = 7;
+  std::mt19937 random(seed);
+  const auto lamp = Velo::make<Lamp>(3U);
+  std::vector<Velo::Ptr<Watcher>> watchers;
+  std::vector<std::size_t> order;
+  for (std::size_t i = 0; i < 40; ++i) {
+    watchers.push_back(Watcher::on(*lamp, std::to_string(i)));
+    order.push_back(i);
+  }
+  for (int round = 0; round < 300; ++round) {
+    for (int step = 0; step < 6; ++step) {
+      const std::size_t at = random() % watchers.size();
+      const bool registered = watchers[at]->isRegisteredNotifiee();
+      watchers[at]->isRegisteredNotifieeIs(!registered);
+      std::erase(order, at);
+      if (!registered) order.push_back(at);
+    }
+    Lines expected;
+    for (const std::size_t at : order) expected.push_back(std::to_string(at) + " lit");
+    lamp->litIs(!lamp->lit());
+    ASSERT_EQ(taken(), expected) << "seed " << seed << ", round " << round;
+    ASSERT_EQ(lamp->notifieeList()->size(), order.size());
+  }
+}
+
+}  // namespace Toys
