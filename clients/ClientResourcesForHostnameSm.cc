@@ -127,18 +127,20 @@ void ClientResourcesForHostnameSm::VeloHostVlan::handleMappedVni(U32 vni) {
 void ClientResourcesForHostnameSm::VeloHostVlan::handleVlanDomain(
     const Fabrion::Client::ClientDomain& domain) {
   FABRION_TRACE(9, "VLAN: %s domain: %s", vlanId(), domain.name());
-  const auto merged = required(owner().mergedRequest(), "the merged request");
+  const auto merged = owner().mergedRequest();
   // Asked of the machine's request and not of the VLAN followed: a VLAN that is withdrawn takes its
   // domains along.
   const auto from = owner().resourcesForHostname()->vlan(vlanId());
   if (from && from->domain(domain)) {
     FABRION_TRACE(3, "Adding domain: %s to VLAN : %s in global resources", domain.name(), vlanId());
-    required(merged->vlan(vlanId()), "the VLAN of the merged request")
+    required(required(merged, "the merged request")->vlan(vlanId()),
+             "the VLAN of the merged request")
         ->domainIs(domain)
         ->referrerIs(client());
     return;
   }
-  const auto to = required(merged->vlan(vlanId()), "the VLAN of the merged request");
+  const auto to = required(required(merged, "the merged request")->vlan(vlanId()),
+                           "the VLAN of the merged request");
   const auto entry = to->domain(domain);
   if (!entry) return;
   entry->referrerDel(client());

@@ -219,17 +219,17 @@ void ClientResourcesForSwitchportSm::VeloHostVlan::handleVlanDomain(
   const auto element = required(owner().element(), "the element of the switch");
   const auto port =
       required(element->physicalInterface(owner().intf_.intfName()), "the port of the switch");
-  const auto to = required(port->vlan(vlanId()), "the VLAN of the port");
+  const auto to = port->vlan(vlanId());
   // Asked of the machine's request and not of the VLAN followed: a VLAN that is withdrawn takes its
   // domains along.
   const auto from = owner().resourcesForSwitchport()->vlan(vlanId());
   if (from && from->domain(domain)) {
     FABRION_TRACE(3, "Adding domain: %s for VLAN: %s on %s", domain.name(), vlanId(), port->name());
     // Under its own name, so clients that share a domain share its one referrer.
-    to->domainIs(domain)->referrerIs(domain.name());
+    required(to, "the VLAN of the port")->domainIs(domain)->referrerIs(domain.name());
     return;
   }
-  const auto entry = to->domain(domain);
+  const auto entry = required(to, "the VLAN of the port")->domain(domain);
   if (!entry) return;
   entry->referrerDel(domain.name());
   if (entry->referrer().empty()) {

@@ -94,13 +94,13 @@ void HostResourcesSm::VeloHostVlan::handleInitialized() {
 
 void HostResourcesSm::VeloHostVlan::handleMappedVni(U32 vni) {
   FABRION_TRACE(9, "%s -> %s", vlanId(), vni);
-  const auto to = required(networkElement()->vlan(vlanId()), "the VLAN of the element");
+  const auto to = networkElement()->vlan(vlanId());
   if (notifier()->mappedVni(vni)) {
     FABRION_TRACE(3, "Adding %s to %s", vni, networkElement()->name());
-    to->mappedVniIs(vni)->referrerIs(hostname());
+    required(to, "the VLAN of the element")->mappedVniIs(vni)->referrerIs(hostname());
     return;
   }
-  const auto entry = to->mappedVni(vni);
+  const auto entry = required(to, "the VLAN of the element")->mappedVni(vni);
   if (!entry) return;
   entry->referrerDel(hostname());
   if (entry->referrer().empty()) {
@@ -111,14 +111,14 @@ void HostResourcesSm::VeloHostVlan::handleMappedVni(U32 vni) {
 
 void HostResourcesSm::VeloHostVlan::handleVlanDomain(const Fabrion::Client::ClientDomain& domain) {
   FABRION_TRACE(9, "VLAN: %s domain: %s", vlanId(), domain.name());
-  const auto to = required(networkElement()->vlan(vlanId()), "the VLAN of the element");
+  const auto to = networkElement()->vlan(vlanId());
   if (notifier()->domain(domain)) {
     FABRION_TRACE(3, "Adding domain %s for VLAN: %s on networkElement: %s", domain.name(), vlanId(),
                   networkElement()->hostname());
-    to->domainIs(domain)->referrerIs(hostname());
+    required(to, "the VLAN of the element")->domainIs(domain)->referrerIs(hostname());
     return;
   }
-  const auto entry = to->domain(domain);
+  const auto entry = required(to, "the VLAN of the element")->domain(domain);
   if (!entry) return;
   entry->referrerDel(hostname());
   if (entry->referrer().empty()) {

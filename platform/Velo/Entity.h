@@ -7,14 +7,16 @@
 // templates below: compare, store, notify stand once for each kind of attribute, and a value that
 // is in place already notifies nobody.
 //
-//   VELO_KEY(Type, name)                 fixed at creation
-//   VELO_VALUE(Type, attr)               attr() attrIs(v)                     plain value
-//   VELO_POINTER(Type, attr)             attr() attrIs(p)                     reference to an
-//   entity, may be null VELO_CHILDREN(Key, Type, attr)       attrIs(key) attrDel(key) attrDelAll()
-//   attr(key) attr()    made here, by key VELO_ENTRIES(Key, Type, attr)        attrIs(p)
-//   attrDel(key) attrDelAll() attr(key) attr()      under their own key VELO_MAP(Key, Value, attr)
-//   attrIs(key, v) attrDel(key) attrDelAll() attr(key) attr() values VELO_NAMES(attr) attrIs(name)
-//   attrDel(name) attr()    set of names
+//   VELO_KEY(Type, name)            fixed at creation
+//   VELO_VALUE(Type, attr)          attr() attrIs(v): a plain value
+//   VELO_POINTER(Type, attr)        attr() attrIs(p): a reference to an entity, may be null
+//   VELO_CHILDREN(Key, Type, attr)  attr() attr(key) attrIs(key) attrDel(key) attrDelAll():
+//                                   entities made here, by key
+//   VELO_ENTRIES(Key, Type, attr)   attr() attr(key) attrIs(p) attrDel(key) attrDelAll():
+//                                   entities filed under their own key
+//   VELO_MAP(Key, Value, attr)      attr() attr(key) attrIs(key, v) attrDel(key) attrDelAll():
+//                                   values
+//   VELO_NAMES(attr)                attr() attr(name) attrIs(name) attrDel(name): a set of names
 //
 // The end of an entity: `destroy()` says that it is over, and may be said twice. Entities hold each
 // other in circles (an interface knows the element at its far end, whose interface knows the
@@ -150,12 +152,13 @@ class Entries {
     const Ptr<Child>* child = map_.lookup(key);
     return child == nullptr ? Ptr<Child>() : *child;
   }
-  void is(const Entity& self, AttributeId id, const Ptr<Child>& child) {
+  Ptr<Child> is(const Entity& self, AttributeId id, const Ptr<Child>& child) {
     if (!child) throwMutatorArgNullPointerException(self.fwkType().name(), id.name());
-    const Ptr<Child> held = child;
-    if (at(held->veloKey()) == held) return;
+    Ptr<Child> held = child;
+    if (at(held->veloKey()) == held) return held;
     [[maybe_unused]] const auto displaced = map_.replace(held->veloKey(), held);
     self.notify(id, &held->veloKey());
+    return held;
   }
   Ptr<Child> del(const Entity& self, AttributeId id, const Key& key) {
     std::optional<Ptr<Child>> removed = map_.erase(key);
@@ -292,20 +295,22 @@ struct Present {
  private:                                                                                        \
   ::Velo::Children<attr##Tag, KeyType, Type> attr##_;
 
-#define VELO_ENTRIES(KeyType, Type, attr)                                                          \
- public:                                                                                           \
-  struct attr##Tag;                                                                                \
-  VELO_ATTRIBUTE_KEYED_(KeyType, attr)                                                             \
-  const auto& attr() const { return attr##_.map(); }                                               \
-  ::Velo::Ptr<Type> attr(const KeyType& key) { return attr##_.at(key); }                           \
-  ::Velo::Ptr<std::add_const_t<Type>> attr(const KeyType& key) const { return attr##_.at(key); }   \
-  void attr##Is(const ::Velo::Ptr<Type>& entry) { attr##_.is(*this, attr##Attribute::id, entry); } \
-  ::Velo::Ptr<Type> attr##Del(const KeyType& key) {                                                \
-    return attr##_.del(*this, attr##Attribute::id, key);                                           \
-  }                                                                                                \
-  void attr##DelAll() { attr##_.delAll(*this, attr##Attribute::id); }                              \
-                                                                                                   \
- private:                                                                                          \
+#define VELO_ENTRIES(KeyType, Type, attr)                                                        \
+ public:                                                                                         \
+  struct attr##Tag;                                                                              \
+  VELO_ATTRIBUTE_KEYED_(KeyType, attr)                                                           \
+  const auto& attr() const { return attr##_.map(); }                                             \
+  ::Velo::Ptr<Type> attr(const KeyType& key) { return attr##_.at(key); }                         \
+  ::Velo::Ptr<std::add_const_t<Type>> attr(const KeyType& key) const { return attr##_.at(key); } \
+  ::Velo::Ptr<Type> attr##Is(const ::Velo::Ptr<Type>& entry) {                                   \
+    return attr##_.is(*this, attr##Attribute::id, entry);                                        \
+  }                                                                                              \
+  ::Velo::Ptr<Type> attr##Del(const KeyType& key) {                                              \
+    return attr##_.del(*this, attr##Attribute::id, key);                                         \
+  }                                                                                              \
+  void attr##DelAll() { attr##_.delAll(*this, attr##Attribute::id); }                            \
+                                                                                                 \
+ private:                                                                                        \
   ::Velo::Entries<attr##Tag, KeyType, Type> attr##_;
 
 #define VELO_MAP(KeyType, Type, attr)                                                         \

@@ -75,7 +75,7 @@ class Machine : public MachineBase {
   // after the machine has ended what was built of it.
   template <class... Args>
   static Ptr<Self> create(const Args&... args) {
-    const Ptr<Self> machine(new Self(args...));
+    Ptr<Self> machine(new Self(args...));
     machine->buildReactors();
     if constexpr (requires { machine->beforeReplay(); }) machine->beforeReplay();
     machine->replay();

@@ -33,7 +33,8 @@ class Ptr {
   ~Ptr() { drop(object_); }
 
   Ptr& operator=(const Ptr& other) {
-    Ptr(other).swap(*this);
+    Ptr copy(other);
+    swap(copy);
     return *this;
   }
   Ptr& operator=(Ptr&& other) noexcept {

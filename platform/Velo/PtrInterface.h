@@ -197,7 +197,7 @@ class Frame {
   static constexpr U32 depth = 4;  // a reactor, two reactors above it, the machine
   void hold(const PtrInterface* object);
 
-  const PtrInterface* held_[depth];
+  const PtrInterface* held_[depth] = {};
   U32 count_ = 0;
 };
 

@@ -5,18 +5,17 @@
 // A reactor class states its table in a static function `reactions()`, with the row makers that
 // `Reactor.h` gives it:
 //
-//   on<attribute>(step, step...)   the steps on a change of the attribute, in their order
-//   built<&handler>("name")        runs when a new reactor is built, before it is in its collection
-//   and active cleanup<&handler>("name")      runs when the reactor is marked for deletion or
-//   revived
+//   on<attribute>(step, step...)  the steps on a change of the attribute, in their order
+//   built<&handler>("name")       runs when a new reactor is built, before it is in its collection
+//                                 and active
+//   cleanup<&handler>("name")     runs when the reactor is marked for deletion or revived
 //
 // and the steps
 //
-//   call<&handler>("name")         calls the handler, unless the reactor is marked for deletion
-//   follow<&collection>("name")    keeps a collection of reactors in line: the entity's element at
-//   the key gets a
-//                                  reactor, or the reactor at the key goes; needs the entity and
-//                                  the owner
+//   call<&handler>("name")        calls the handler, unless the reactor is marked for deletion
+//   follow<&collection>("name")   keeps a collection of reactors in line: the entity's element at
+//                                 the key gets a reactor, or the reactor at the key goes; needs
+//                                 the entity and the owner
 //
 // Rows are plain constants, read by the runtime to deliver, to build and to re-bind, and by whoever
 // prints the wiring of a module.

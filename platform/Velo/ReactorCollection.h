@@ -70,7 +70,7 @@ class SingleReactor : public Group {
     if (!reactor_) return nullptr;
     const Ptr<const PtrInterface> owner(&owner_);
     const Ptr<R> old = std::exchange(reactor_, nullptr);
-    const Ptr<Entity> entity = old->notifier();
+    Ptr<Entity> entity = old->notifier();
     old->markLeft();
     (owner_.*handler)();
     old->attach(nullptr);

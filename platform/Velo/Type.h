@@ -20,16 +20,15 @@ struct TypeRecord;
 
 // The operations of generic access on an attribute. What `key`, `value` and `result` point to:
 //   get         result: the value; of a collection the element at `key`. An entity is given as
-//   Ptr<const
-//               PtrInterface>, an owned machine as Ptr<PtrInterface>, null where there is none.
+//               Ptr<const PtrInterface>, an owned machine as Ptr<PtrInterface>, null where there
+//               is none
 //   set         value: as for get, but with the attribute's own pointer type
 //   del         key: of the element; null takes all elements away
 //   count       result: U64, number of elements
 //   secondSize  result: U64, number of elements for which the collection holds memory
 //   contains    result: bool
 //   invoke      key: the argument; for two parameters an array of two pointers; result of a const
-//   function: its
-//               return value
+//               function: its return value
 // An operation that needs a key and gets null counts as one that the attribute does not support.
 enum class AttributeOp : U8 { get, set, del, count, secondSize, contains, invoke };
 

@@ -32,8 +32,9 @@ class RemoteMounts : public testing::Test {
 
   Velo::Ptr<Status> status_ = Status::create("leaf1");
   Velo::Ptr<Listener> listener_ =
-      Listener::on<Status::topologyAttribute, Status::portVlanConfigAttribute, Status::dynVtepConfigAttribute,
-                   Status::dynVtepStatusAttribute, Status::readyAttribute>(*status_);
+      Listener::on<Status::topologyAttribute, Status::portVlanConfigAttribute,
+                   Status::dynVtepConfigAttribute, Status::dynVtepStatusAttribute,
+                   Status::readyAttribute>(*status_);
 };
 
 TEST_F(RemoteMounts, AllFiveFlagsAreFalseAfterConstruction) {
@@ -137,8 +138,9 @@ TEST_F(RemoteMounts, AClientToldOfReadyMayDropTheStatus) {
 
 TEST_F(RemoteMounts, GenericAccessReadsAndWritesTheFlagsAndReadsTheSwitch) {
   const auto op = [&](const char* name, Velo::AttributeOp operation, void* result, void* value) {
-    return Velo::genericIfAttributeOp(result, status_.get(), Velo::attributeIndex(remoteMountsStatusType, name),
-                                      operation, nullptr, value);
+    return Velo::genericIfAttributeOp(result, status_.get(),
+                                      Velo::attributeIndex(remoteMountsStatusType, name), operation,
+                                      nullptr, value);
   };
   bool value = true;
   for (const Flag& flag : flags) {
@@ -165,8 +167,8 @@ TEST_F(RemoteMounts, GenericAccessReadsAndWritesTheFlagsAndReadsTheSwitch) {
 
 TEST_F(RemoteMounts, AttributesAreNumberedInDeclaredOrder) {
   U32 number = 0;
-  for (const char* name :
-       {"switchId", "topology", "portVlanConfig", "dynVtepConfig", "dynVtepStatus", "ready", "updateReady"}) {
+  for (const char* name : {"switchId", "topology", "portVlanConfig", "dynVtepConfig",
+                           "dynVtepStatus", "ready", "updateReady"}) {
     EXPECT_EQ(Velo::attributeIndex(remoteMountsStatusType, name), number++);
   }
   EXPECT_EQ(remoteMountsStatusType.attributes.size(), number);

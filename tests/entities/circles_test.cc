@@ -1,5 +1,5 @@
-// How elements, interfaces and groups end, which refer to each other in circles. Counts of live objects show what stays
-// behind, in every build.
+// How elements, interfaces and groups end, which refer to each other in circles. Counts of live
+// objects show what stays behind, in every build.
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@
 
 namespace Fabrion::Test {
 
-// Two switches with a link between two ports, each a member of a port group, and everything that the machines write
-// into such elements.
+// Two switches with a link between two ports, each a member of a port group, and everything that
+// the machines write into such elements.
 struct Fabric {
   Velo::Ptr<NetworkElementCollection> elements = Velo::make<NetworkElementCollection>();
   std::array<Velo::Ptr<NetworkElement>, 2> element;
@@ -79,8 +79,8 @@ TEST_F(Circles, DestroyMayBeSaidTwiceAndNotifiesNobody) {
   const auto onElement =
       Listener::on<NetworkElement::interfaceAttribute, NetworkElement::physicalInterfaceAttribute,
                    NetworkElement::portGroupAttribute>(*fabric.element[0]);
-  const auto onPort = Listener::on<PhysicalInterface::networkElementAttribute, PhysicalInterface::portGroupAttribute>(
-      *fabric.port[0]);
+  const auto onPort = Listener::on<PhysicalInterface::networkElementAttribute,
+                                   PhysicalInterface::portGroupAttribute>(*fabric.port[0]);
   const auto onGroup = Listener::on<PortGroup::memberInterfaceAttribute>(*fabric.group[0]);
   fabric.elements->networkElementDel("leaf1");
   for (int i = 0; i < 2; ++i) {
@@ -124,8 +124,8 @@ TEST_F(Circles, AFollowerThatOutlivesTheCollectionFreesTheRestWhenItGoes) {
   follower = nullptr;
 }
 
-// What may happen to one element, one of its ports and its group on the way out. Every order of these has to end
-// everything, whatever still follows the entities or holds them.
+// What may happen to one element, one of its ports and its group on the way out. Every order of
+// these has to end everything, whatever still follows the entities or holds them.
 TEST_F(Circles, EveryOrderOfLeavingDestroyingUnfollowingAndDroppingEndsEverything) {
   std::array<int, 7> order{};
   for (std::size_t i = 0; i < order.size(); ++i) order[i] = static_cast<int>(i);

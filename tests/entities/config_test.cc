@@ -120,7 +120,9 @@ TEST(Requests, ARequestForAHostNotifiesItsVlansAndTheyTheirVnisAndDomains) {
   const auto onRequest = Listener::on<Client::ResourcesForHostname::vlanAttribute>(*request);
   const auto vlan = request->vlanIs(10);
   EXPECT_EQ(request->vlanIs(10), vlan);
-  const auto onVlan = Listener::on<Client::DynamicVlan::mappedVniAttribute, Client::DynamicVlan::domainAttribute>(*vlan);
+  const auto onVlan =
+      Listener::on<Client::DynamicVlan::mappedVniAttribute, Client::DynamicVlan::domainAttribute>(
+          *vlan);
   vlan->mappedVniIs(5010);
   vlan->mappedVniIs(5010);
   vlan->domainIs(Client::ClientDomain("acme", "red"));
@@ -133,8 +135,8 @@ TEST(Requests, ARequestForAHostNotifiesItsVlansAndTheyTheirVnisAndDomains) {
 TEST(Requests, ARequestForAPortNotifiesItsNativeVlanItsVlansAndItsRemoteHosts) {
   using Request = Client::ResourcesForSwitchport;
   const auto request = Velo::make<Request>();
-  const auto listener =
-      Listener::on<Request::nativeVlanAttribute, Request::vlanAttribute, Request::remoteHostAttribute>(*request);
+  const auto listener = Listener::on<Request::nativeVlanAttribute, Request::vlanAttribute,
+                                     Request::remoteHostAttribute>(*request);
   EXPECT_FALSE(request->nativeVlan());
   const auto native = Velo::make<Client::UntaggedVlan>(20U);
   for (int i = 0; i < 2; ++i) {

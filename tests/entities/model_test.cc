@@ -46,11 +46,13 @@ TEST_F(Model, ANewPortIsUndiscoveredAndInNoGroup) {
 
 TEST_F(Model, CollectionsCreateOrReturnAndNotifyTheKeyOnce) {
   const auto listener = Listener::on<NetworkElementCollection::networkElementAttribute>(*elements_);
-  listener->atLine("networkElement leaf2", [&] { EXPECT_TRUE(elements_->networkElement("leaf2")); });
+  listener->atLine("networkElement leaf2",
+                   [&] { EXPECT_TRUE(elements_->networkElement("leaf2")); });
   const auto made = elements_->networkElementIs("leaf2");
   EXPECT_EQ(elements_->networkElementIs("leaf2"), made);
   EXPECT_EQ(listener->taken(), Lines{"networkElement leaf2"});
-  listener->atLine("networkElement leaf2", [&] { EXPECT_FALSE(elements_->networkElement("leaf2")); });
+  listener->atLine("networkElement leaf2",
+                   [&] { EXPECT_FALSE(elements_->networkElement("leaf2")); });
   EXPECT_EQ(elements_->networkElementDel("leaf2"), made);
   EXPECT_FALSE(elements_->networkElementDel("leaf2"));
   EXPECT_EQ(listener->taken(), Lines{"networkElement leaf2"});
@@ -137,8 +139,9 @@ TEST_F(Model, TheEmptyHostnameStandsForNone) {
 }
 
 TEST_F(Model, PlainAttributesOfAPortNotifyWhenTheyChange) {
-  const auto listener = Listener::on<Interface::isSwitchInterfaceAttribute, PhysicalInterface::discoveredAttribute,
-                                     PhysicalInterface::portGroupAttribute>(*port_);
+  const auto listener =
+      Listener::on<Interface::isSwitchInterfaceAttribute, PhysicalInterface::discoveredAttribute,
+                   PhysicalInterface::portGroupAttribute>(*port_);
   const auto group = leaf_->portGroupIs("po1");
   for (int i = 0; i < 2; ++i) {
     port_->isSwitchInterfaceIs(true);
@@ -146,19 +149,21 @@ TEST_F(Model, PlainAttributesOfAPortNotifyWhenTheyChange) {
     port_->portGroupIs(group);
   }
   port_->portGroupIs(nullptr);
-  EXPECT_EQ(listener->taken(), (Lines{"isSwitchInterface", "discovered", "portGroup", "portGroup"}));
+  EXPECT_EQ(listener->taken(),
+            (Lines{"isSwitchInterface", "discovered", "portGroup", "portGroup"}));
 }
 
 TEST_F(Model, ElementsAtTheFarEndStandUnderTheirOwnName) {
-  const auto listener =
-      Listener::on<PhysicalInterface::networkElementAttribute, PhysicalInterface::configuredElementAttribute,
-                   PhysicalInterface::discoveredElementAttribute>(*port_);
+  const auto listener = Listener::on<PhysicalInterface::networkElementAttribute,
+                                     PhysicalInterface::configuredElementAttribute,
+                                     PhysicalInterface::discoveredElementAttribute>(*port_);
   for (int i = 0; i < 2; ++i) {
     port_->networkElementIs(host_);
     port_->configuredElementIs(host_);
     port_->discoveredElementIs(host_);
   }
-  EXPECT_EQ(listener->taken(), (Lines{"networkElement srv1", "configuredElement srv1", "discoveredElement srv1"}));
+  EXPECT_EQ(listener->taken(),
+            (Lines{"networkElement srv1", "configuredElement srv1", "discoveredElement srv1"}));
   EXPECT_EQ(port_->networkElement("srv1"), host_);
   EXPECT_EQ(port_->configuredElementDel("srv1"), host_);
   EXPECT_FALSE(port_->configuredElementDel("srv1"));
@@ -256,7 +261,8 @@ TEST_F(Model, ADomainOfTwoEmptyStringsIsAValidKey) {
 
 TEST_F(Model, AMergedRequestHasItsVlansAndItsReferrer) {
   const auto requests = Velo::make<RequestedResourcesCollection>();
-  const auto listener = Listener::on<RequestedResourcesCollection::resourcesForHostnameAttribute>(*requests);
+  const auto listener =
+      Listener::on<RequestedResourcesCollection::resourcesForHostnameAttribute>(*requests);
   const auto request = requests->resourcesForHostnameIs("web");
   EXPECT_EQ(requests->resourcesForHostnameIs("web"), request);
   request->referrerIs("ann");
@@ -271,9 +277,10 @@ TEST_F(Model, EntitiesPrintAsTheirOwnTypeWithTheirKey) {
   std::ostringstream out;
   const Velo::Ptr<Interface> base = port_;
   out << leaf_ << ' ' << base << ' ' << leaf_->vlanIs(10) << ' ' << elements_;
-  EXPECT_EQ(out.str(),
-            "Fabrion::NetworkElement(leaf1) Fabrion::PhysicalInterface(e1) Fabrion::DynamicVlan(10) "
-            "Fabrion::NetworkElementCollection");
+  EXPECT_EQ(
+      out.str(),
+      "Fabrion::NetworkElement(leaf1) Fabrion::PhysicalInterface(e1) Fabrion::DynamicVlan(10) "
+      "Fabrion::NetworkElementCollection");
 }
 
 }  // namespace Fabrion::Test

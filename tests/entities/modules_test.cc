@@ -12,8 +12,8 @@
 namespace Fabrion::Test {
 
 TEST(EntityModules, AllFiveAreRegisteredAtLoad) {
-  for (const char* name :
-       {"NetworkTopologyAggregatorV3", "FabrionClient", "Fabrion", "VxlanController", "ControllerProxyAgent"}) {
+  for (const char* name : {"NetworkTopologyAggregatorV3", "FabrionClient", "Fabrion",
+                           "VxlanController", "ControllerProxyAgent"}) {
     EXPECT_NE(Velo::veloModule(name), nullptr) << name;
   }
   EXPECT_EQ(Velo::veloModuleError(), "");
@@ -28,8 +28,8 @@ TEST(EntityModules, AnEntityKnowsItsTypeAndItsModule) {
 }
 
 TEST(EntityModules, EveryTypeIsFoundByItsFullNameAtItsPlace) {
-  for (const char* name :
-       {"NetworkTopologyAggregatorV3", "FabrionClient", "Fabrion", "VxlanController", "ControllerProxyAgent"}) {
+  for (const char* name : {"NetworkTopologyAggregatorV3", "FabrionClient", "Fabrion",
+                           "VxlanController", "ControllerProxyAgent"}) {
     const Velo::VeloModule* module = Velo::veloModule(name);
     ASSERT_NE(module, nullptr);
     EXPECT_FALSE(module->types.empty());

@@ -1,4 +1,5 @@
-// What a switch's machine writes and reads at the switch: value types with their ranges, and the two outputs.
+// What a switch's machine writes and reads at the switch: value types with their ranges, and the
+// two outputs.
 
 #include <gtest/gtest.h>
 
@@ -54,8 +55,9 @@ TEST(Output, ThePortVlanConfigurationNotifiesChangesAlone) {
   using ControllerProxyAgent::VlanListV1;
   const auto config = Velo::make<PortVlanConfigV1>();
   const auto listener =
-      Listener::on<PortVlanConfigV1::portAllowedVlanListAttribute, PortVlanConfigV1::vlanListAttribute,
-                   PortVlanConfigV1::portNativeVlanAttribute>(*config);
+      Listener::on<PortVlanConfigV1::portAllowedVlanListAttribute,
+                   PortVlanConfigV1::vlanListAttribute, PortVlanConfigV1::portNativeVlanAttribute>(
+          *config);
   EXPECT_TRUE(config->vlanList().value().empty());
   config->vlanListIs(VlanListV1());
   for (int i = 0; i < 2; ++i) {
@@ -70,7 +72,8 @@ TEST(Output, ThePortVlanConfigurationNotifiesChangesAlone) {
     config->portAllowedVlanListDel("e1");
     config->portNativeVlanDel("e1");
   }
-  EXPECT_EQ(listener->taken(), (Lines{"portAllowedVlanList e1", "portAllowedVlanList e1", "portNativeVlan e1"}));
+  EXPECT_EQ(listener->taken(),
+            (Lines{"portAllowedVlanList e1", "portAllowedVlanList e1", "portNativeVlan e1"}));
 }
 
 TEST(Output, AVtepConfigurationIsCreatedOrReturnedAndTheFirstIsTheOldest) {
@@ -98,7 +101,8 @@ TEST(Output, AMappingIsReplacedUnderItsPair) {
 
 TEST(Output, TheStatusOfAVtepIsItsPresence) {
   const auto directory = Velo::make<VxlanController::VtepStatusDirV2>();
-  const auto listener = Listener::on<VxlanController::VtepStatusDirV2::vtepStatusV2Attribute>(*directory);
+  const auto listener =
+      Listener::on<VxlanController::VtepStatusDirV2::vtepStatusV2Attribute>(*directory);
   directory->vtepStatusV2Is(Velo::make<VxlanController::VtepStatusV2>("vtep1"));
   EXPECT_TRUE(directory->vtepStatusV2("vtep1"));
   directory->vtepStatusV2Del("vtep1");

@@ -177,7 +177,8 @@ TEST_F(Topology, AStatusWithHostsEdgesAndGroupsLeavesNothingBehind) {
 }
 
 TEST_F(Topology, AHostAndItsPartsNotifyTheirChanges) {
-  const auto onHost = Listener::on<Host::hostnameAttribute, Host::portAttribute, Host::portGroupAttribute>(*leaf_);
+  const auto onHost =
+      Listener::on<Host::hostnameAttribute, Host::portAttribute, Host::portGroupAttribute>(*leaf_);
   const auto e1 = port(leaf_, "e1");
   const auto group = Velo::make<PortGroup>("po1");
   const auto onGroup = Listener::on<PortGroup::memberPortAttribute>(*group);

@@ -37,7 +37,8 @@ TEST_F(Machines, AMachineWithoutEntityHasNoReactor) {
 TEST_F(Machines, ACreatorHoldsTheMachineThatNobodyElseHoldsYet) {
   theLog.at["lamp 1 initialized"] = [&] { house_->roomIs(room("attic")); };
   const auto sm = HouseSm::create(house_);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 initialized", "room attic followed", "initialized with 2 rooms"}));
+  EXPECT_EQ(taken(),
+            (Lines{"lamp 1 initialized", "room attic followed", "initialized with 2 rooms"}));
   EXPECT_EQ(sm->referenceCount(), 1U);
 }
 
@@ -45,8 +46,9 @@ TEST_F(Machines, AConstructorThatThrowsLeavesNothingBehind) {
   const U64 before = live();
   theLog.at["initialized with 1 rooms"] = fail();
   EXPECT_THROW(HouseSm::create(house_), Velo::Exception);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 initialized", "initialized with 1 rooms", "hall cleanup with 1 lamps",
-                            "lamp 1 cleanup", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"lamp 1 initialized", "initialized with 1 rooms", "hall cleanup with 1 lamps",
+                   "lamp 1 cleanup", "~VeloRoom", "~HouseSm"}));
   EXPECT_EQ(live(), before);
   EXPECT_TRUE(house_->notifieeList()->empty());
   EXPECT_TRUE(hall_->notifieeList()->empty());
@@ -56,8 +58,9 @@ TEST_F(Machines, AConstructorThatThrowsInTheReplayEndsWhatWasReplayed) {
   house_->roomIs(room("attic", {2}));
   theLog.at["lamp 2 initialized"] = fail();
   EXPECT_THROW(HouseSm::create(house_), Velo::Exception);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 initialized", "lamp 2 initialized", "~VeloRoom", "hall cleanup with 1 lamps",
-                            "lamp 1 cleanup", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"lamp 1 initialized", "lamp 2 initialized", "~VeloRoom",
+                   "hall cleanup with 1 lamps", "lamp 1 cleanup", "~VeloRoom", "~HouseSm"}));
 }
 
 // The end of a machine.
@@ -67,8 +70,8 @@ TEST_F(Machines, TheEndOfAMachineMarksItsReactorsInOrder) {
   house_->roomIs(room("attic"));
   taken();
   sm = nullptr;
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 1 lamps", "lamp 1 cleanup", "attic cleanup with 0 lamps",
-                            "~VeloRoom", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 1 lamps", "lamp 1 cleanup",
+                            "attic cleanup with 0 lamps", "~VeloRoom", "~VeloRoom", "~HouseSm"}));
   EXPECT_TRUE(house_->notifieeList()->empty());
   house_->roomIs(room("cellar"));
   EXPECT_TRUE(taken().empty());
@@ -79,7 +82,8 @@ TEST_F(Machines, TheCleanupOfAMachineThatHasOneRunsAheadOfThatOfItsReactors) {
   sm->houseIs(house_);
   taken();
   sm = nullptr;
-  EXPECT_EQ(taken(), (Lines{"guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
 }
 
 TEST_F(Machines, AMachineWhoseCleanupThrowsStillEndsItsReactors) {
@@ -89,7 +93,8 @@ TEST_F(Machines, AMachineWhoseCleanupThrowsStillEndsItsReactors) {
   theLog.at["guest cleanup with 1 rooms"] = fail();
   theLog.at["visit cleanup"] = fail();
   EXPECT_NO_THROW(sm = nullptr);
-  EXPECT_EQ(taken(), (Lines{"guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
 }
 
 TEST_F(Machines, AMachineThatIsTakenUpWhileItEndsRunsItsCleanupOnce) {
@@ -111,9 +116,10 @@ TEST_F(Machines, AReactorThatMissesTheMarkingCleansUpFromItsDestructorWithoutOwn
   taken();
   theLog.at["hall left"] = [&, raw] { raw->houseIs(other_); };
   sm = nullptr;
-  // The room that the new house does not have goes in the middle of its own cleanup, unmarked as yet.
-  EXPECT_EQ(taken(), (Lines{"guest cleanup with 1 rooms", "hall left", "hall left", "guest street", "visits Low Street",
-                            "attic left", "visit cleanup alone", "~GuestSm"}));
+  // The room that the new house does not have goes in the middle of its own cleanup, unmarked as
+  // yet.
+  EXPECT_EQ(taken(), (Lines{"guest cleanup with 1 rooms", "hall left", "hall left", "guest street",
+                            "visits Low Street", "attic left", "visit cleanup alone", "~GuestSm"}));
   EXPECT_TRUE(other_->notifieeList()->empty());
 }
 
@@ -198,8 +204,9 @@ TEST_F(Machines, TheHandlerOfASettableReactorMayDropItsMachine) {
     theLog("still here");
   };
   sm->houseIs(house_);
-  EXPECT_EQ(taken(), (Lines{"guest street", "visits High Street", "still here", "guest cleanup with 1 rooms",
-                            "visit cleanup", "hall left", "~GuestSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"guest street", "visits High Street", "still here", "guest cleanup with 1 rooms",
+                   "visit cleanup", "hall left", "~GuestSm"}));
 }
 
 TEST_F(Machines, AReactorThatIsLetGoOfByTheHandlersOfItsOwnSettingIsNotRevived) {
@@ -243,7 +250,8 @@ TEST_F(Owners, AnOwnedMachineForOtherArgumentsTakesThePlaceOfTheOldOne) {
   taken();
   theLog.at["guest cleanup with 1 rooms"] = [&] { EXPECT_TRUE(owner_->guestSm()->isFor("bob")); };
   owner_->guestSmIs(Nimbo::String("bob"));
-  EXPECT_EQ(taken(), (Lines{"guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
 }
 
 TEST_F(Owners, AnOwnedMachineThatIsDeletedIsSwitchedOffAndHandedOver) {
@@ -296,7 +304,8 @@ TEST_F(Owners, TheEndOfAMachineDropsTheMachinesThatItOwns) {
   owner_->roomSmIs("hall", hall_);
   owner_->roomSmIs("attic", room("attic"));
   owner_ = nullptr;
-  EXPECT_EQ(taken(), (Lines{"guest cleanup with 0 rooms", "~GuestSm", "~RoomSm hall", "~RoomSm attic", "~LandlordSm"}));
+  EXPECT_EQ(taken(), (Lines{"guest cleanup with 0 rooms", "~GuestSm", "~RoomSm hall",
+                            "~RoomSm attic", "~LandlordSm"}));
 }
 
 }  // namespace Toys

@@ -13,7 +13,8 @@ using Velo::ModuleRegistry;
 using Velo::TypeRecord;
 using Velo::VeloModule;
 
-// Registration gives types their place for good, so each test that registers has records of its own.
+// Registration gives types their place for good, so each test that registers has records of its
+// own.
 constexpr AttributeRecord clockAttributes[] = {{"time"}, {"handleTime"}};
 constexpr AttributeRecord renamedAttributes[] = {{"hour"}, {"handleTime"}};
 const TypeRecord clockType{"Toys::Clock", clockAttributes};
@@ -68,13 +69,15 @@ TEST(Modules, AMissingOutsideModuleIsNamedAndNothingIsRegistered) {
   static const VeloModule towers{"Towers", towerTypes, outside};
   ModuleRegistry registry;
   EXPECT_FALSE(registry.moduleIs(towers));
-  EXPECT_EQ(registry.error(), "module Towers: the module Clocks, whose types it uses, is not registered");
+  EXPECT_EQ(registry.error(),
+            "module Towers: the module Clocks, whose types it uses, is not registered");
   EXPECT_EQ(registry.module("Towers"), nullptr);
   EXPECT_EQ(towerType.module, nullptr);
 
   EXPECT_TRUE(registry.moduleIs(clocks));
   EXPECT_FALSE(registry.moduleIs(towers));
-  EXPECT_EQ(registry.error(), "module Towers: the module Bricks, whose types it uses, is not registered");
+  EXPECT_EQ(registry.error(),
+            "module Towers: the module Bricks, whose types it uses, is not registered");
 
   static const VeloModule bricks{"Bricks", {}};
   EXPECT_TRUE(registry.moduleIs(bricks));
@@ -113,7 +116,8 @@ TEST(Modules, TheProcessHasOneRegistryWhichKeepsItsLastError) {
   static constexpr const char* outside[] = {"Nowhere"};
   static const VeloModule lost{"Lost", {}, outside};
   EXPECT_FALSE(Velo::veloModuleIs(&lost));
-  EXPECT_EQ(Velo::veloModuleError(), "module Lost: the module Nowhere, whose types it uses, is not registered");
+  EXPECT_EQ(Velo::veloModuleError(),
+            "module Lost: the module Nowhere, whose types it uses, is not registered");
   EXPECT_EQ(Velo::veloModule("Lost"), nullptr);
   EXPECT_TRUE(Velo::veloModuleIs(&toys));
   EXPECT_EQ(Velo::veloModuleError(), "");

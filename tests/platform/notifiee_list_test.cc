@@ -77,7 +77,8 @@ TEST_F(NotifieeList, ABoundNotifieeHoldsItsEntity) {
   EXPECT_EQ(raw->referenceCount(), 1U);
 }
 
-// The matrix of disruptions: what one notifiee does to itself, to those before and to those behind it.
+// The matrix of disruptions: what one notifiee does to itself, to those before and to those behind
+// it.
 
 TEST_F(NotifieeList, OneThatIsRegisteredMeanwhileIsNotCalledByThatDelivery) {
   Velo::Ptr<Watcher> late;
@@ -194,9 +195,24 @@ TEST_F(NotifieeList, GapsOfANestedDeliveryDoNotMoveThePlacesOfTheOuterOne) {
     change();
   };
   change();
-  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "a lit", "b lit", "c lit", "~a", "d lit", "~b", "c lit", "d lit"}));
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "a lit", "b lit", "c lit", "~a", "d lit", "~b",
+                            "c lit", "d lit"}));
   change();
   EXPECT_EQ(taken(), (Lines{"c lit", "d lit"}));
+}
+
+TEST_F(NotifieeList, ThoseBehindKeepTheirTurnWhenAllBeforeThemAreTakenOff) {
+  const Velo::Ptr<Watcher> d = watcher("d");
+  Velo::Ptr<Watcher> late;
+  theLog.at["b lit"] = [&] {
+    a_->isRegisteredNotifieeIs(false);
+    b_->isRegisteredNotifieeIs(false);
+    late = watcher("late");
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit", "d lit"}));
+  change();
+  EXPECT_EQ(taken(), (Lines{"c lit", "d lit", "late lit"}));
 }
 
 TEST_F(NotifieeList, AnExceptionEndsTheDeliveryAtOnceAndTheListGoesOn) {

@@ -143,12 +143,13 @@ using PtrDeathTest = Ptr;
 
 TEST_F(PtrDeathTest, ANullPointerThatIsDereferencedEndsTheProcessWithOneLine) {
   const Velo::Ptr<Lamp> null;
-  EXPECT_EXIT(null->litIs(true), testing::KilledBySignal(SIGABRT), "^[^\n]*the object pointed to[^\n]*\n$");
+  EXPECT_EXIT(null->litIs(true), testing::KilledBySignal(SIGABRT),
+              "^[^\n]*the object pointed to[^\n]*\n$");
 }
 
 TEST_F(PtrDeathTest, AMissingObjectThatTheOrderOfSetUpGuaranteesEndsTheProcessWithItsName) {
-  EXPECT_EXIT(Velo::required(Velo::Ptr<Lamp>(), "the lamp of the hall"), testing::KilledBySignal(SIGABRT),
-              "TestBody.*the lamp of the hall");
+  EXPECT_EXIT(Velo::required(Velo::Ptr<Lamp>(), "the lamp of the hall"),
+              testing::KilledBySignal(SIGABRT), "TestBody.*the lamp of the hall");
 }
 
 class ThreadSafePointers : public ToyTest {
@@ -203,13 +204,15 @@ TEST_F(ThreadSafePointers, MachinesRunAsWithoutIt) {
   auto sm = HouseSm::create(house_);
   house_->roomIs(room("hall", {1}));
   sm = nullptr;
-  EXPECT_EQ(taken(), (Lines{"initialized with 0 rooms", "lamp 1 initialized", "room hall followed",
-                            "hall cleanup with 1 lamps", "lamp 1 cleanup", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(),
+            (Lines{"initialized with 0 rooms", "lamp 1 initialized", "room hall followed",
+                   "hall cleanup with 1 lamps", "lamp 1 cleanup", "~VeloRoom", "~HouseSm"}));
 }
 
 #ifdef TOYS_ADDRESS_SANITIZED
 
-// What the slabs forward to malloc under a sanitizer, it sees; if that broke, no test would find a leak.
+// What the slabs forward to malloc under a sanitizer, it sees; if that broke, no test would find a
+// leak.
 [[gnu::noinline]] void loseALamp() { static_cast<void>(Velo::make<Lamp>(1U).release()); }
 [[gnu::noinline]] void overwriteTheStack() {
   volatile char bytes[4096];

@@ -33,8 +33,9 @@ TEST_F(Disruptions, AHandlerMayDropItsOwnMachine) {
     theLog("still here");
   };
   hall_->lamp(1)->litIs(true);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 lit", "still here", "hall cleanup with 2 lamps", "lamp 1 cleanup",
-                            "lamp 2 cleanup", "attic cleanup with 0 lamps", "~VeloRoom", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"lamp 1 lit", "still here", "hall cleanup with 2 lamps",
+                            "lamp 1 cleanup", "lamp 2 cleanup", "attic cleanup with 0 lamps",
+                            "~VeloRoom", "~VeloRoom", "~HouseSm"}));
 }
 
 TEST_F(Disruptions, AMachineDroppedInANestedDeliveryEndsWithItsOutermostFrame) {
@@ -44,8 +45,9 @@ TEST_F(Disruptions, AMachineDroppedInANestedDeliveryEndsWithItsOutermostFrame) {
     theLog("inner ended");
   };
   house_->streetIs("High Street");
-  EXPECT_EQ(taken(), (Lines{"street", "hall colour", "inner ended", "hall cleanup with 2 lamps", "lamp 1 cleanup",
-                            "lamp 2 cleanup", "attic cleanup with 0 lamps", "~VeloRoom", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"street", "hall colour", "inner ended", "hall cleanup with 2 lamps",
+                            "lamp 1 cleanup", "lamp 2 cleanup", "attic cleanup with 0 lamps",
+                            "~VeloRoom", "~VeloRoom", "~HouseSm"}));
 }
 
 TEST_F(Disruptions, AHandlerMayDropItsOwnReactor) {
@@ -54,15 +56,15 @@ TEST_F(Disruptions, AHandlerMayDropItsOwnReactor) {
     theLog("still here");
   };
   hall_->colourIs("red");
-  EXPECT_EQ(taken(), (Lines{"hall colour", "hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
-                            "still here", "~VeloRoom"}));
+  EXPECT_EQ(taken(), (Lines{"hall colour", "hall cleanup with 2 lamps", "lamp 1 cleanup",
+                            "lamp 2 cleanup", "still here", "~VeloRoom"}));
 }
 
 TEST_F(Disruptions, TheStepsBehindAHandlerThatDropsItsReactorDoNothing) {
   theLog.at["hall lamp 7 new"] = [&] { sm_->roomDel("hall"); };
   hall_->lampIs(7);
-  EXPECT_EQ(taken(), (Lines{"hall lamp 7 new", "hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
-                            "~VeloRoom"}));
+  EXPECT_EQ(taken(), (Lines{"hall lamp 7 new", "hall cleanup with 2 lamps", "lamp 1 cleanup",
+                            "lamp 2 cleanup", "~VeloRoom"}));
 }
 
 TEST_F(Disruptions, AHandlerOfAChildMayDropTheReactorAbove) {
@@ -71,8 +73,8 @@ TEST_F(Disruptions, AHandlerOfAChildMayDropTheReactorAbove) {
     theLog("still here");
   };
   hall_->lamp(1)->litIs(true);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 lit", "hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
-                            "still here", "~VeloRoom"}));
+  EXPECT_EQ(taken(), (Lines{"lamp 1 lit", "hall cleanup with 2 lamps", "lamp 1 cleanup",
+                            "lamp 2 cleanup", "still here", "~VeloRoom"}));
 }
 
 TEST_F(Disruptions, AHandlerMayDropTheNextMachineWhichIsNotCalledThen) {
@@ -108,15 +110,17 @@ TEST_F(Disruptions, AHandlerMayDropTheEntity) {
     theLog("still here");
   };
   hall_->colourIs("red");
-  EXPECT_EQ(taken(), (Lines{"hall colour", "hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
-                            "room hall gone", "still here", "~VeloRoom", "last colour"}));
+  EXPECT_EQ(taken(),
+            (Lines{"hall colour", "hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
+                   "room hall gone", "still here", "~VeloRoom", "last colour"}));
 }
 
 TEST_F(Disruptions, AHandlerMayMakeAMachineWhichIsNotToldByThatDelivery) {
   Velo::Ptr<HouseSm> second;
   theLog.at["street"] = [&] { second = HouseSm::create(house_); };
   house_->streetIs("High Street");
-  EXPECT_EQ(taken(), (Lines{"street", "lamp 1 initialized", "lamp 2 initialized", "initialized with 2 rooms"}));
+  EXPECT_EQ(taken(), (Lines{"street", "lamp 1 initialized", "lamp 2 initialized",
+                            "initialized with 2 rooms"}));
   house_->streetIs("Low Street");
   EXPECT_EQ(taken(), (Lines{"street", "street"}));
 }
@@ -138,7 +142,8 @@ TEST_F(Disruptions, ADeliveryMayRunTheSameReactorNested) {
 TEST_F(Disruptions, AnElementThatLeavesWhileItArrivesIsGoneWhenTheOuterHandlerReadsIt) {
   theLog.at["lamp 5 initialized"] = [&] { house_->roomDel("cellar"); };
   house_->roomIs(room("cellar", {5}));
-  // The inner removal found no reactor yet; the one under construction came to stand without its entity.
+  // The inner removal found no reactor yet; the one under construction came to stand without its
+  // entity.
   EXPECT_EQ(taken(), (Lines{"lamp 5 initialized", "room cellar gone", "room cellar followed"}));
   EXPECT_FALSE(house_->room("cellar"));
   sm_->roomDel("cellar");
@@ -177,8 +182,8 @@ TEST_F(Disruptions, AHandlerMayDropItsMachineAndThrow) {
 TEST_F(Disruptions, AnExceptionOutOfACleanupReachesTheMutatorAndTheCleanupRunsOnceMore) {
   theLog.at["hall cleanup with 2 lamps"] = fail();
   EXPECT_THROW(house_->roomDel("hall"), Velo::Exception);
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "hall cleanup with 2 lamps", "lamp 1 cleanup",
-                            "lamp 2 cleanup", "~VeloRoom"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "hall cleanup with 2 lamps",
+                            "lamp 1 cleanup", "lamp 2 cleanup", "~VeloRoom"}));
   EXPECT_FALSE(sm_->veloRoom("hall"));
   EXPECT_FALSE(house_->room("hall"));
 }
@@ -197,8 +202,8 @@ TEST_F(Disruptions, AReactorWhoseCleanupFailedKeepsItsOwnerForTheOneThatIsLeft) 
   sm_ = nullptr;
   taken();
   held = nullptr;
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup", "~VeloRoom",
-                            "attic cleanup with 0 lamps", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
+                            "~VeloRoom", "attic cleanup with 0 lamps", "~VeloRoom", "~HouseSm"}));
 }
 
 TEST_F(Disruptions, ACleanupThatFailsInItsOwnDeliveryRunsOnceMoreAsTheFrameEnds) {
@@ -211,8 +216,9 @@ TEST_F(Disruptions, ACleanupThatFailsInItsOwnDeliveryRunsOnceMoreAsTheFrameEnds)
     }
   };
   hall_->colourIs("red");
-  EXPECT_EQ(taken(), (Lines{"hall colour", "hall cleanup with 2 lamps", "kept in", "hall cleanup with 2 lamps",
-                            "lamp 1 cleanup", "lamp 2 cleanup", "~VeloRoom"}));
+  EXPECT_EQ(taken(),
+            (Lines{"hall colour", "hall cleanup with 2 lamps", "kept in",
+                   "hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup", "~VeloRoom"}));
 }
 
 TEST_F(Disruptions, DuringTheEndOfAMachineEachCleanupIsGuardedOnItsOwn) {
@@ -230,24 +236,26 @@ TEST_F(Disruptions, ACleanupDuringTheEndMayThrowThroughADelivery) {
   theLog.at["hall cleanup with 2 lamps"] = [&] { attic_->colourIs("red"); };
   EXPECT_NO_THROW(sm_ = nullptr);
   // The machine's other reactor still runs; what follows the failing notifiee does not.
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "attic colour", "watcher colour", "lamp 1 cleanup",
-                            "lamp 2 cleanup", "attic cleanup with 0 lamps", "~VeloRoom", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "attic colour", "watcher colour",
+                            "lamp 1 cleanup", "lamp 2 cleanup", "attic cleanup with 0 lamps",
+                            "~VeloRoom", "~VeloRoom", "~HouseSm"}));
 }
 
 TEST_F(Disruptions, ACleanupMayDeleteItsSiblingDuringTheEnd) {
   HouseSm* const raw = sm_.get();
   theLog.at["hall cleanup with 2 lamps"] = [raw] { raw->roomDel("attic"); };
   sm_ = nullptr;
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "attic cleanup with 0 lamps", "~VeloRoom", "lamp 1 cleanup",
-                            "lamp 2 cleanup", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "attic cleanup with 0 lamps", "~VeloRoom",
+                            "lamp 1 cleanup", "lamp 2 cleanup", "~VeloRoom", "~HouseSm"}));
 }
 
 TEST_F(Disruptions, ACleanupMayAddASiblingDuringTheEndWhichIsMarkedInItsTurn) {
   HouseSm* const raw = sm_.get();
   theLog.at["hall cleanup with 2 lamps"] = [&, raw] { raw->roomIs(room("cellar")); };
   sm_ = nullptr;
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup", "attic cleanup with 0 lamps",
-                            "cellar cleanup with 0 lamps", "~VeloRoom", "~VeloRoom", "~VeloRoom", "~HouseSm"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 2 lamps", "lamp 1 cleanup", "lamp 2 cleanup",
+                            "attic cleanup with 0 lamps", "cellar cleanup with 0 lamps",
+                            "~VeloRoom", "~VeloRoom", "~VeloRoom", "~HouseSm"}));
 }
 
 }  // namespace Toys

@@ -14,7 +14,8 @@ TEST_F(Reactors, AMachineReplaysWhatExistsBeforeItRuns) {
   house_->roomIs(room("hall", {1, 2}));
   house_->roomIs(room("attic"));
   const auto sm = HouseSm::create(house_);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 initialized", "lamp 2 initialized", "initialized with 2 rooms"}));
+  EXPECT_EQ(taken(),
+            (Lines{"lamp 1 initialized", "lamp 2 initialized", "initialized with 2 rooms"}));
   EXPECT_TRUE(sm->hasNotificationActive());
 }
 
@@ -104,7 +105,8 @@ TEST_F(Reactors, AConstructionThatFailsCleansUpTheChildrenAndNotItself) {
   const auto hall = room("hall", {1, 2, 3});
   theLog.at["lamp 2 initialized"] = [] { throw Velo::Exception("no"); };
   EXPECT_THROW(house_->roomIs(hall), Velo::Exception);
-  EXPECT_EQ(taken(), (Lines{"lamp 1 initialized", "lamp 2 initialized", "lamp 1 cleanup", "~VeloRoom"}));
+  EXPECT_EQ(taken(),
+            (Lines{"lamp 1 initialized", "lamp 2 initialized", "lamp 1 cleanup", "~VeloRoom"}));
   EXPECT_FALSE(sm->veloRoom("hall"));
   EXPECT_TRUE(hall->notifieeList()->empty());
   EXPECT_TRUE(house_->room("hall"));  // what was written stays written
@@ -166,7 +168,8 @@ TEST_F(Reactors, DeletingAllEndsThemOneByOneInOrder) {
   theLog.at["attic cleanup with 0 lamps"] = [&] { EXPECT_EQ(sm->veloRoom().size(), 0U); };
   theLog.at["hall cleanup with 0 lamps"] = [&] { EXPECT_EQ(sm->veloRoom().size(), 1U); };
   sm->roomDelAll();
-  EXPECT_EQ(taken(), (Lines{"hall cleanup with 0 lamps", "~VeloRoom", "attic cleanup with 0 lamps", "~VeloRoom"}));
+  EXPECT_EQ(taken(), (Lines{"hall cleanup with 0 lamps", "~VeloRoom", "attic cleanup with 0 lamps",
+                            "~VeloRoom"}));
 }
 
 TEST_F(Reactors, DeletingTheCurrentElementInALoopOverTheCollectionEndsTheLoopNormally) {
@@ -261,7 +264,9 @@ TEST_F(Reactors, RevivalRunsTheCleanupAgainBeforeItClearsTheMark) {
   const auto reactor = sm->veloRoom("hall");
   reactor->veloDoZombieReactors(true);
   taken();
-  theLog.at["hall cleanup with 1 lamps active"] = [&] { EXPECT_TRUE(reactor->veloMarkedForDeletion()); };
+  theLog.at["hall cleanup with 1 lamps active"] = [&] {
+    EXPECT_TRUE(reactor->veloMarkedForDeletion());
+  };
   reactor->veloDoZombieReactors(false);
   EXPECT_EQ(taken(), (Lines{"hall cleanup with 1 lamps active", "lamp 1 cleanup"}));
   EXPECT_FALSE(reactor->veloMarkedForDeletion());
@@ -281,7 +286,8 @@ TEST_F(Reactors, AReboundReactorKeepsItsPlaceAndAlignsItsChildren) {
   const auto before = sm->veloRoom("hall");
   taken();
   house_->roomIs(room("hall", {2, 3}));
-  EXPECT_EQ(taken(), (Lines{"lamp 2 lit", "lamp 3 initialized", "lamp 1 cleanup", "hall colour", "room hall followed"}));
+  EXPECT_EQ(taken(), (Lines{"lamp 2 lit", "lamp 3 initialized", "lamp 1 cleanup", "hall colour",
+                            "room hall followed"}));
   EXPECT_EQ(sm->veloRoom("hall"), before);
   Lines order;
   for (const auto& name : sm->veloRoom().keys()) order.push_back(text(name));
@@ -298,8 +304,9 @@ TEST_F(Reactors, AReboundZombieIsRevivedWhenItsOwnerIsNotMarked) {
   sm->veloRoom("hall")->veloDoZombieReactors(true);
   taken();
   house_->roomIs(room("hall", {1}));
-  EXPECT_EQ(taken(), (Lines{"lamp 1 initialized", "lamp 1 cleanup", "hall cleanup with 1 lamps active",
-                            "lamp 1 cleanup", "room hall followed"}));
+  EXPECT_EQ(taken(),
+            (Lines{"lamp 1 initialized", "lamp 1 cleanup", "hall cleanup with 1 lamps active",
+                   "lamp 1 cleanup", "room hall followed"}));
   house_->room("hall")->colourIs("red");
   EXPECT_EQ(taken(), Lines{"hall colour"});
 }
@@ -323,8 +330,8 @@ TEST_F(Reactors, AReactorThatIsLetGoOfWhileItIsReboundStaysAZombie) {
   taken();
   theLog.at["lamp 3 initialized"] = [&] { sm->roomDel("hall"); };
   sm->roomIs(other);
-  EXPECT_EQ(taken(), (Lines{"lamp 2 lit", "lamp 3 initialized", "hall cleanup with 2 lamps", "lamp 1 cleanup",
-                            "lamp 2 cleanup", "lamp 3 cleanup", "~VeloRoom"}));
+  EXPECT_EQ(taken(), (Lines{"lamp 2 lit", "lamp 3 initialized", "hall cleanup with 2 lamps",
+                            "lamp 1 cleanup", "lamp 2 cleanup", "lamp 3 cleanup", "~VeloRoom"}));
   EXPECT_TRUE(other->notifieeList()->empty());
 }
 

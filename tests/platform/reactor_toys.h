@@ -122,7 +122,8 @@ class HouseSm : public Velo::Machine<HouseSm> {
     static std::span<const Velo::Reaction> reactions() {
       static constexpr Velo::Reaction rows[] = {
           on<House::streetAttribute>(call<&HouseSm::handleStreet>("handleStreet")),
-          on<House::roomAttribute>(follow<&HouseSm::room_>("room"), call<&HouseSm::handleRoom>("handleRoom")),
+          on<House::roomAttribute>(follow<&HouseSm::room_>("room"),
+                                   call<&HouseSm::handleRoom>("handleRoom")),
       };
       return rows;
     }
@@ -145,14 +146,16 @@ class HouseSm : public Velo::Machine<HouseSm> {
       void handleInitialized() { theLog("lamp " + std::to_string(number()) + " initialized"); }
       void handleLit() { theLog("lamp " + std::to_string(number()) + " lit"); }
       void doCleanup() {
-        theLog("lamp " + std::to_string(number()) + " cleanup" + (ownerBase() == nullptr ? " alone" : ""));
+        theLog("lamp " + std::to_string(number()) + " cleanup" +
+               (ownerBase() == nullptr ? " alone" : ""));
       }
       U32 number() const { return notifier() ? notifier()->number() : 0; }
     };
 
     static std::span<const Velo::Reaction> reactions() {
       static constexpr Velo::Reaction rows[] = {
-          on<Room::lampAttribute>(call<&VeloRoom::handleLamp>("handleLamp"), follow<&VeloRoom::lamp_>("lamp")),
+          on<Room::lampAttribute>(call<&VeloRoom::handleLamp>("handleLamp"),
+                                  follow<&VeloRoom::lamp_>("lamp")),
           on<Room::colourAttribute>(call<&VeloRoom::handleColour>("handleColour")),
           cleanup<&VeloRoom::handleCleanup>("handleCleanup"),
       };
@@ -175,7 +178,9 @@ class HouseSm : public Velo::Machine<HouseSm> {
   void handleRoom(const Nimbo::String& name) {
     theLog("room " + text(name) + (veloRoom(name) ? " followed" : " gone"));
   }
-  void handleInitialized() { theLog("initialized with " + std::to_string(veloRoom().size()) + " rooms"); }
+  void handleInitialized() {
+    theLog("initialized with " + std::to_string(veloRoom().size()) + " rooms");
+  }
 
   VELO_REACTOR(VeloHouse, house)
   VELO_REACTORS(VeloRoom, room, veloRoom)

@@ -23,14 +23,17 @@ class GenericAccess : public ToyTest {
     const U32 index = Velo::attributeIndex(*object->fwkType().record(), attribute);
     return Velo::genericIfAttributeOp(result, object, index, op, key, value);
   }
-  int guest(const char* attribute, Op op, void* result = nullptr, void* key = nullptr, void* value = nullptr) {
+  int guest(const char* attribute, Op op, void* result = nullptr, void* key = nullptr,
+            void* value = nullptr) {
     return on(guest_.get(), attribute, op, result, key, value);
   }
-  int landlord(const char* attribute, Op op, void* result = nullptr, void* key = nullptr, void* value = nullptr) {
+  int landlord(const char* attribute, Op op, void* result = nullptr, void* key = nullptr,
+               void* value = nullptr) {
     return on(landlord_.get(), attribute, op, result, key, value);
   }
   std::unique_ptr<Velo::GenericIterator> walk(Velo::PtrInterface* object, const char* attribute) {
-    return Velo::genericIfIterator(object, Velo::attributeIndex(*object->fwkType().record(), attribute));
+    return Velo::genericIfIterator(object,
+                                   Velo::attributeIndex(*object->fwkType().record(), attribute));
   }
 
   Velo::Ptr<Room> hall_ = room("hall");
@@ -44,13 +47,17 @@ class GenericAccess : public ToyTest {
 
 TEST_F(GenericAccess, AnUnknownAttributeGivesTwoWhateverTheOperation) {
   const auto end = static_cast<U32>(guestSmType.attributes.size());
-  for (const Op op : {Op::get, Op::set, Op::del, Op::count, Op::secondSize, Op::contains, Op::invoke}) {
+  for (const Op op :
+       {Op::get, Op::set, Op::del, Op::count, Op::secondSize, Op::contains, Op::invoke}) {
     EXPECT_EQ(Velo::genericIfAttributeOp(nullptr, guest_.get(), end, op, nullptr, nullptr), 2);
-    EXPECT_EQ(Velo::genericIfAttributeOp(nullptr, guest_.get(), 4000000000U, op, nullptr, nullptr), 2);
+    EXPECT_EQ(Velo::genericIfAttributeOp(nullptr, guest_.get(), 4000000000U, op, nullptr, nullptr),
+              2);
   }
   EXPECT_EQ(Velo::attributeIndex(guestSmType, "cat"), end);
   // A reactor has no attributes of its own, nor has an entity type without a table.
-  EXPECT_EQ(Velo::genericIfAttributeOp(nullptr, guest_->veloRoom("hall").get(), 0, Op::get, nullptr, nullptr), 2);
+  EXPECT_EQ(Velo::genericIfAttributeOp(nullptr, guest_->veloRoom("hall").get(), 0, Op::get, nullptr,
+                                       nullptr),
+            2);
   EXPECT_EQ(Velo::genericIfAttributeOp(nullptr, hall_.get(), 0, Op::get, nullptr, nullptr), 2);
 }
 
@@ -145,7 +152,8 @@ TEST_F(GenericAccess, AHandlerWithABareFormRunsWithAndWithoutArgument) {
   EXPECT_EQ(guest("handleEach", Op::invoke), 0);
   EXPECT_EQ(guest("handleEach", Op::invoke, nullptr, &name_), 0);
   EXPECT_EQ(taken(), (Lines{"each", "one hall"}));
-  EXPECT_TRUE(guestSmType.attributes[Velo::attributeIndex(guestSmType, "handleEach")].argumentOptional);
+  EXPECT_TRUE(
+      guestSmType.attributes[Velo::attributeIndex(guestSmType, "handleEach")].argumentOptional);
 }
 
 TEST_F(GenericAccess, NoOtherOperationAppliesToAHandler) {
@@ -202,7 +210,8 @@ TEST_F(GenericAccess, AHandlerThatIsInvokedMayDropItsMachine) {
   };
   GuestSm* const raw = guest_.get();
   EXPECT_EQ(on(raw, "handleEach", Op::invoke), 0);
-  EXPECT_EQ(taken(), (Lines{"each", "still here", "guest cleanup with 1 rooms", "visit cleanup", "hall left", "~GuestSm"}));
+  EXPECT_EQ(taken(), (Lines{"each", "still here", "guest cleanup with 1 rooms", "visit cleanup",
+                            "hall left", "~GuestSm"}));
 }
 
 TEST_F(GenericAccess, AWalkOverReactorsShowsTheirEntitiesAndKeys) {
