@@ -105,7 +105,7 @@ class OwnedMachine : public Group {
   template <class... Args>
   Ptr<M> is(const Args&... args) {
     if (machine_ && machine_->isFor(args...)) return machine_;
-    const Ptr<M> fresh = M::create(args...);
+    Ptr<M> fresh = M::create(args...);
     const Ptr<M> old = std::exchange(machine_, fresh);
     fresh->hasNotificationActiveIs(true);
     return fresh;

@@ -33,8 +33,7 @@ class Ptr {
   ~Ptr() { drop(object_); }
 
   Ptr& operator=(const Ptr& other) {
-    Ptr copy(other);
-    swap(copy);
+    if (this != &other) Ptr(other).swap(*this);
     return *this;
   }
   Ptr& operator=(Ptr&& other) noexcept {
