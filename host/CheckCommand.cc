@@ -1,0 +1,43 @@
+#include "host/CheckCommand.h"
+
+#include <cstddef>
+#include <ostream>
+#include <variant>
+
+#include "host/FabricDocument.h"
+
+namespace Fabrion::Host {
+
+namespace {
+
+std::string counted(std::size_t number, const char* one, const char* several) {
+  return std::to_string(number) + ' ' + (number == 1 ? one : several);
+}
+
+}  // namespace
+
+std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ostream& err) {
+  FabricOrProblems read = readFabric(files);
+  if (auto* const fabric = std::get_if<Fabric>(&read)) return std::move(*fabric);
+  for (const Problem& problem : std::get<std::vector<Problem>>(read)) {
+    err << toString(problem) + '\n';
+  }
+  err << std::flush;
+  return std::nullopt;
+}
+
+Outcome check(const std::vector<std::string>& files, std::ostream& out, std::ostream& err) {
+  const std::optional<Fabric> fabric = readOrTell(files, err);
+  if (!fabric) return Outcome::mistake;
+  std::string names;
+  for (const std::string& file : files) names += (names.empty() ? "" : ", ") + file;
+  const std::size_t requests = fabric->portRequests.size() + fabric->hostnameRequests.size();
+  out << names + ": no mistakes; " + counted(fabric->switches.size(), "switch", "switches") + ", " +
+             counted(fabric->hosts.size(), "host", "hosts") + ", " +
+             counted(fabric->links.size(), "link", "links") + ", " +
+             counted(requests, "request", "requests") + '\n'
+      << std::flush;
+  return out ? Outcome::done : Outcome::mistake;
+}
+
+}  // namespace Fabrion::Host

@@ -1,0 +1,140 @@
+#include "host/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <iostream>
+
+#include "host/CheckCommand.h"
+#include "host/Module.h"
+#include "host/Replay.h"
+#include "host/RunCommand.h"
+#include "host/Wiring.h"
+
+namespace Fabrion::Host {
+
+namespace {
+
+constexpr const char* version = "fabrion 1.0";
+constexpr int misuse = 2;
+
+// What all commands share. The module is loaded by the command, so that help and mistakes need
+// none.
+struct Session {
+  std::string moduleFile;
+  // Set by the command that was named; returns the exit status.
+  std::function<int()> command;
+  // The exit status when the command throws.
+  int failure = static_cast<int>(ExitStatus::failure);
+
+  const Velo::VeloModule& module() const { return loadModule(moduleFile); }
+};
+
+void addReplay(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("replay", "Run an event journal and write its dumps");
+  const auto options = std::make_shared<ReplayOptions>();
+  command->add_option("journal", options->journal, "File, or - for the standard input")
+      ->required()
+      ->type_name("JOURNAL");
+  command
+      ->add_option("--trace", options->traceLevel,
+                   "Write the trace of levels 0 to LEVEL to the standard error")
+      ->type_name("LEVEL")
+      ->check(CLI::Range(0, 9));
+  command->callback([&session, options] {
+    session.command = [&session, options] {
+      return static_cast<int>(replay(*options, session.module()));
+    };
+  });
+}
+
+// The commands below keep status 1 for what --strict asks about.
+void commandIs(Session& session, std::function<Outcome()> command) {
+  session.failure = static_cast<int>(Outcome::mistake);
+  session.command = [command = std::move(command)] { return static_cast<int>(command()); };
+}
+
+void addRun(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("run", "Apply fabric documents and report what each switch gets");
+  const auto options = std::make_shared<RunOptions>();
+  command->add_option("documents", options->documents, "Files that make up the fabric")
+      ->required()
+      ->type_name("DOCUMENT");
+  const auto format = std::make_shared<std::string>("text");
+  command->add_option("--format", *format, "Of the report")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->add_flag("--strict", options->strict, "Exit status 1 if a conflict stands");
+  command
+      ->add_option("--trace", options->traceLevel,
+                   "Write the trace of levels 0 to LEVEL to the standard error")
+      ->type_name("LEVEL")
+      ->check(CLI::Range(0, 9));
+  command->add_option("--record", options->record, "Write what is done as an event journal")
+      ->type_name("FILE");
+  command->callback([&session, options, format] {
+    options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
+    commandIs(session, [&session, options] {
+      return run(*options, std::cout, std::cerr, session.module());
+    });
+  });
+}
+
+void addCheck(CLI::App& app, Session& session) {
+  CLI::App* const command = app.add_subcommand("check", "Look for mistakes in fabric documents");
+  const auto files = std::make_shared<std::vector<std::string>>();
+  command->add_option("documents", *files, "Files that make up the fabric")
+      ->required()
+      ->type_name("DOCUMENT");
+  command->callback([&session, files] {
+    commandIs(session, [files] { return check(*files, std::cout, std::cerr); });
+  });
+}
+
+void addWiring(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("wiring", "Show what each machine follows and does about it");
+  const auto format = std::make_shared<std::string>("text");
+  command->add_option("--format", *format, "Of the output; dot is for Graphviz")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "dot"}));
+  command->callback([&session, format] {
+    commandIs(session, [&session, format] {
+      const Velo::VeloModule& module = session.module();
+      std::cout << (*format == "dot" ? wiringDot(module) : wiringText(module)) << std::flush;
+      return std::cout ? Outcome::done : Outcome::mistake;
+    });
+  });
+}
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv) {
+  CLI::App app("Overlay provisioning for data-centre fabrics");
+  Session session;
+  app.set_version_flag("--version", version);
+  app.add_option("--module", session.moduleFile,
+                 "The machines; FabrionSm.so beside the program unless named")
+      ->type_name("FILE");
+  app.require_subcommand(1);
+  app.fallthrough();
+  addRun(app, session);
+  addCheck(app, session);
+  addReplay(app, session);
+  addWiring(app, session);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& stop) {
+    // Help and version come this way too, with status 0.
+    return app.exit(stop) == 0 ? 0 : misuse;
+  }
+  try {
+    return session.command();
+  } catch (const std::exception& failed) {
+    std::cerr << "fabrion: " + std::string(failed.what()) + "\n";
+    return session.failure;
+  }
+}
+
+}  // namespace Fabrion::Host

@@ -1,0 +1,91 @@
+#include "host/Replay.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "host/BadJournal.h"
+#include "host/Controller.h"
+#include "host/JournalReader.h"
+#include "host/TextTrace.h"
+#include "platform/Velo/Exceptions.h"
+
+namespace Fabrion::Host {
+
+namespace {
+
+class Replay {
+ public:
+  Replay(const ReplayOptions& options, std::ostream& out, std::ostream& err,
+         const Velo::VeloModule& module)
+      : options_(options), out_(out), err_(err) {
+    if (options.traceLevel) trace_.emplace(err, *options.traceLevel);
+    controller_.emplace(module);
+  }
+
+  ExitStatus run(std::istream& lines) {
+    std::string text;
+    for (U64 line = 1; std::getline(lines, text); ++line) {
+      try {
+        if (const std::optional<Operation> operation = operationOf(text)) run(*operation, line);
+      } catch (const BadJournal& bad) {
+        // What stands ends without a trace.
+        trace_.reset();
+        controller_.reset();
+        say(err_, options_.journal + ":" + std::to_string(line) + ": " + bad.what());
+        return ExitStatus::badJournal;
+      }
+    }
+    if (lines.bad()) {
+      trace_.reset();
+      say(err_, "fabrion: " + options_.journal + " cannot be read to its end");
+      return ExitStatus::failure;
+    }
+    if (trace_) trace_->mark("@end");
+    controller_.reset();
+    return out_ ? ExitStatus::success : ExitStatus::failure;
+  }
+
+ private:
+  void run(const Operation& operation, U64 line) {
+    if (trace_) trace_->mark("@" + std::to_string(line) + " " + std::string(nameOf(operation)));
+    try {
+      controller_->apply(operation);
+    } catch (const Velo::Exception& raised) {
+      const nlohmann::json error{{"error", raised.what()}, {"line", line}};
+      say(out_, error.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+      return;
+    }
+    if (std::holds_alternative<Op::Dump>(operation)) say(out_, controller_->dump());
+  }
+
+  // In one piece: a standard stream without a buffer would be written bit by bit.
+  static void say(std::ostream& out, const std::string& line) { out << line + '\n' << std::flush; }
+
+  const ReplayOptions& options_;
+  std::ostream& out_;
+  std::ostream& err_;
+  std::optional<TextTrace> trace_;
+  std::optional<Controller> controller_;  // ends before the trace
+};
+
+}  // namespace
+
+ExitStatus replay(const ReplayOptions& options, std::istream& lines, std::ostream& out,
+                  std::ostream& err, const Velo::VeloModule& module) {
+  return Replay(options, out, err, module).run(lines);
+}
+
+ExitStatus replay(const ReplayOptions& options, const Velo::VeloModule& module) {
+  if (options.journal == "-") return replay(options, std::cin, std::cout, std::cerr, module);
+  std::ifstream lines(options.journal, std::ios::binary);
+  if (!lines) {
+    std::cerr << "fabrion: " + options.journal + ": " + std::strerror(errno) + "\n";
+    return ExitStatus::failure;
+  }
+  return replay(options, lines, std::cout, std::cerr, module);
+}
+
+}  // namespace Fabrion::Host

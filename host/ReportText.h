@@ -1,0 +1,14 @@
+#pragma once
+// The report as people read it. ReportJson.h writes the same for programs.
+
+#include <string>
+
+#include "host/Report.h"
+
+namespace Fabrion::Host {
+
+// Tables aligned by the width of characters, not bytes; as wide as they have to be, whatever the
+// terminal, and without colours. The same report gives the same bytes. Raises std::bad_alloc.
+std::string textOf(const Report& report);
+
+}  // namespace Fabrion::Host

@@ -1,0 +1,78 @@
+#pragma once
+// A fabric as it stands in its documents, each name with its place, before names are held against
+// each other. `FabricParser.h` fills it, `NameChecks.h` judges it, and `FabricDocument.cc` takes
+// the places off. It may be incomplete where a mistake has been reported; the `whole` flags say
+// where.
+
+#include <compare>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Velo/Types.h"
+
+namespace Fabrion::Host {
+
+struct Place {
+  std::size_t document = 0;  // index into the documents given
+  U32 line = 0;
+  U32 column = 0;
+  friend auto operator<=>(const Place&, const Place&) = default;
+};
+
+struct Word {
+  std::string text;
+  Place place;
+};
+
+struct WrittenGroup {
+  Word name;
+  std::vector<Word> members;
+};
+
+struct WrittenNode {
+  Word name;
+  Word hostname;
+  std::vector<Word> ports;  // ranges written out; the names of one range share its place
+  std::vector<WrittenGroup> groups;
+  // False when some of the ports could not be read. A port that is not listed then is no mistake:
+  // one mistake shall not be reported at every place that it spoils.
+  bool whole = true;
+};
+
+struct WrittenEnd {
+  Word node;
+  Word port;
+};
+
+// An end that could not be read is absent; the other one is checked all the same.
+struct WrittenLink {
+  Place place;
+  std::optional<WrittenEnd> a;
+  std::optional<WrittenEnd> b;
+};
+
+// Without a mistake in it: a client, and either a hostname, or both a switch and a port.
+struct WrittenRequest {
+  Place place;
+  std::optional<Word> client;
+  std::optional<Word> hostname;
+  std::optional<Word> switchName;
+  std::optional<Word> port;
+  std::vector<U32> vlans;  // rising, 1 to 4094
+  std::optional<U32> nativeVlan;
+  std::vector<Word> remoteHosts;
+};
+
+struct WrittenFabric {
+  std::vector<WrittenNode> switches;
+  std::vector<WrittenNode> hosts;
+  std::vector<WrittenLink> links;
+  std::vector<WrittenRequest> requests;
+  bool whole = true;      // false when a document, or a node's name, could not be read at all
+  std::size_t names = 0;  // how much of `Limits` is spent
+  std::size_t vlans = 0;
+};
+
+}  // namespace Fabrion::Host
