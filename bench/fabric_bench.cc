@@ -10,7 +10,11 @@
 
 namespace {
 
-using namespace Fabrion::Host;
+namespace Op = Fabrion::Host::Op;
+using Fabrion::Host::Controller;
+using Fabrion::Host::HostRequestName;
+using Fabrion::Host::loadModule;
+using Fabrion::Host::PortName;
 
 // Leaves with 32 servers each; server S is plugged into port eS of its leaf.
 void build(Controller& controller, int64_t leaves) {

@@ -38,7 +38,7 @@ Velo::Ptr<VlanIdSet> VlanIdSet::VlanIdSetIs() { return Velo::Ptr<VlanIdSet>(new 
 
 Velo::Ptr<VlanIdSet> VlanIdSetIs() { return VlanIdSet::VlanIdSetIs(); }
 
-void computeVlanSet(Velo::Ptr<VlanIdSet> set, const Nimbo::String& text) {
+void computeVlanSet(const Velo::Ptr<VlanIdSet>& set, const Nimbo::String& text) {
   set->multiRangeStringIs(text.view());
 }
 

@@ -84,6 +84,6 @@ class VlanIdSet : public Velo::PtrInterface {
 Velo::Ptr<VlanIdSet> VlanIdSetIs();
 
 // Fills `set` from a list string; see VlanIdSet::multiRangeStringIs().
-void computeVlanSet(Velo::Ptr<VlanIdSet> set, const Nimbo::String& text);
+void computeVlanSet(const Velo::Ptr<VlanIdSet>& set, const Nimbo::String& text);
 
 }  // namespace BrindleUtils

@@ -69,7 +69,7 @@ bool RingBuf::makeRoom(std::size_t size) {
 }
 
 RingBuf::Head RingBuf::headAt(U64 position) const {
-  Head head;
+  Head head{};
   copyOut(position, &head, sizeof head);
   return head;
 }

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
@@ -60,6 +61,7 @@ struct ChildEnd {
 inline ChildEnd inChild(const std::function<int()>& f) {
   int words[2] = {};
   if (pipe(words) != 0) throw std::runtime_error("no pipe");
+  std::cout.flush();  // or the child would write what is still waiting, too
   const pid_t child = fork();
   if (child < 0) throw std::runtime_error("no process");
   if (child == 0) {
@@ -67,7 +69,15 @@ inline ChildEnd inChild(const std::function<int()>& f) {
     close(words[0]);
     close(words[1]);
     std::signal(SIGABRT, SIG_DFL);
-    _exit(f());
+    // Whatever is thrown ends here: the child must not go on as the test that it was forked from.
+    try {
+      _exit(f());
+    } catch (const std::exception& thrown) {
+      std::cerr << thrown.what() << std::flush;
+    } catch (...) {
+      std::cerr << "something was thrown" << std::flush;
+    }
+    _exit(99);
   }
   close(words[1]);
   ChildEnd end;

@@ -266,7 +266,7 @@ struct Entities {
 
     hostRequest->vlanIs(10);
     portRequest->vlanIs(10);
-    portRequest->nativeVlanIs(make<Client::UntaggedVlan>(10));
+    portRequest->nativeVlanIs(make<Client::UntaggedVlan>(10U));
     portRequest->remoteHostIs("srv1", true);
     config->vlanToVniMapIs(map);
   }

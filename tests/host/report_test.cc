@@ -21,7 +21,6 @@ using Json = nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 Report reportOn(const std::string& document) {
   const Fabric fabric = Test::fabricOf(document);

@@ -49,7 +49,7 @@ Result ran(const RunOptions& options) { return ran(options, loadModule(FABRION_M
 std::string example(const std::string& name) { return inRepository("examples/" + name + ".yaml"); }
 
 std::string written(const std::string& name, const std::string& text) {
-  const std::string path = testing::TempDir() + name;
+  std::string path = testing::TempDir() + name;
   std::ofstream(path, std::ios::binary) << text;
   return path;
 }
