@@ -9,6 +9,7 @@
 // the object end its work (`zeroReferencesIs`) under a reference of its own and only then destroys
 // it, so cleanup always sees a whole object. Whoever takes a reference meanwhile keeps the object.
 
+#include <cstring>
 #include <iosfwd>
 
 #include "platform/Velo/Types.h"
@@ -21,18 +22,22 @@ class VeloTypeBase;
 template <class T>
 class Ptr;
 
-// What an entity type's declaration leaves of one attribute. Each attribute has one record in the
-// process, and its address is the attribute's identity.
+// What an entity type's declaration leaves of one attribute.
 struct Attribute {
   const char* name;
 };
 
+// Which attribute of an entity changed. Within one entity type the name tells it. The address of
+// the record is only a short cut: a program and the module that it loads may each have a record of
+// their own for what a header declares.
 class AttributeId {
  public:
   constexpr AttributeId() = default;
   constexpr explicit AttributeId(const Attribute& attribute) : attribute_(&attribute) {}
   const char* name() const { return attribute_ == nullptr ? "" : attribute_->name; }
-  friend constexpr bool operator==(AttributeId, AttributeId) = default;
+  friend bool operator==(AttributeId a, AttributeId b) {
+    return a.attribute_ == b.attribute_ || std::strcmp(a.name(), b.name()) == 0;
+  }
 
  private:
   const Attribute* attribute_ = nullptr;

@@ -310,4 +310,16 @@ TEST_F(NotifieeList, ARandomWalkKeepsTheOrderOfRegistration) {
   }
 }
 
+// A program and its module may each have a record for one declaration.
+TEST(AttributeIds, AnAttributeIsKnownByItsNameWhereverItsRecordStands) {
+  static constexpr char own[] = "vlan";
+  static constexpr char others[] = "vlan";
+  static constexpr Velo::Attribute inTheProgram{own};
+  static constexpr Velo::Attribute inTheModule{others};
+  static constexpr Velo::Attribute another{"nativeVlan"};
+  EXPECT_TRUE(Velo::AttributeId(inTheProgram) == Velo::AttributeId(inTheModule));
+  EXPECT_FALSE(Velo::AttributeId(inTheProgram) == Velo::AttributeId(another));
+  EXPECT_FALSE(Velo::AttributeId(inTheProgram) == Velo::AttributeId());
+}
+
 }  // namespace Toys
