@@ -82,6 +82,8 @@ void SwitchNodeSm::handleSwitchElement() {
     FABRION_TRACE(3, "%s Vlan: %s", switchId_, vlan);
     handleVlan(vlan);
   }
+  // VTEPs whose status came before the element were put off.
+  for (const Nimbo::String& vtep : vtepStatusDir()->vtepStatusV2().keys()) handleVtepConfig(vtep);
 }
 
 void SwitchNodeSm::handleVlan(U32 vlan) {
@@ -108,17 +110,10 @@ bool SwitchNodeSm::isMemberInterface(const Nimbo::String& name) const {
   return isMember;
 }
 
-Velo::Ptr<VxlanController::VtepConfigV2> SwitchNodeSm::firstVtepConfig() const {
-  const auto& vtepConfigs = vtepConfigDir_->vtepConfig();
-  return vtepConfigs.empty() ? nullptr : *vtepConfigs.values().begin();
-}
-
 // Generic access
 
 struct SwitchNodeSm::Tables {
   using Row = Velo::TypeImpl<SwitchNodeSm>;
-  static constexpr auto handler = Velo::AttributeKind::handler;
-  // The handlers without a function have their place here, so that the numbers of the others hold.
   static constexpr Velo::AttributeRecord attributes[] = {
       Row::argument<&SwitchNodeSm::switchId_>("switchId"),
       Row::argument<&SwitchNodeSm::portVlanConfig_>("portVlanConfig"),
@@ -135,20 +130,12 @@ struct SwitchNodeSm::Tables {
       Row::handler<&SwitchNodeSm::handleInterface>("handleInterface", {"intfName"}),
       Row::handler<&SwitchNodeSm::handleVlan>("handleVlan", {"vlanId"}),
       Row::handler<&SwitchNodeSm::handleNetworkElement>("handleNetworkElement", {"name"}),
-      {"handleVtepConfig", handler, nullptr, nullptr, {{"port", "Nimbo::String"}}, 1},
+      Row::handler<&SwitchNodeSm::handleVtepConfig>("handleVtepConfig", {"port"}),
       Row::reactors<&SwitchNodeSm::vlanToVniMap_>("vlanToVniMap"),
-      {"handleStaticVniMapForDomain",
-       handler,
-       nullptr,
-       nullptr,
-       {{"domainName", "Fabrion::Client::ClientDomain"}},
-       1},
-      {"handleVniMapConflict",
-       handler,
-       nullptr,
-       nullptr,
-       {{"intfName", "Nimbo::String"}, {"vlanId", "U32"}},
-       2},
+      Row::handler<&SwitchNodeSm::handleStaticVniMapForDomain>("handleStaticVniMapForDomain",
+                                                               {"domainName"}),
+      Row::handler<&SwitchNodeSm::handleVniMapConflict>("handleVniMapConflict",
+                                                        {"intfName", "vlanId"}),
       Row::handler<&SwitchNodeSm::handleNativeVlanConflict>("handleNativeVlanConflict",
                                                             {"intfName", "vlanId"}),
       Row::handler<&SwitchNodeSm::doCleanup>("doCleanup"),

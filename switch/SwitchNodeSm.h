@@ -8,7 +8,12 @@
 // the element is taken, and from then on each handler reads the model at its key and makes the
 // output agree. A port that is a member of a port group has no output of its own; its group has.
 //
+// The VNIs of the VLANs go to the VTEP configurations: one by one to the oldest, whatever its name,
+// and all of them to the one of a VTEP whose status comes.
+//
 // Sources: SwitchNodeSm.cc for the switch as a whole, SwitchNodeSmInterface.cc for one port of it,
+// SwitchNodeSmVni.cc for one VLAN of a port and its VNI, SwitchNodeSmStaticMap.cc for the VNIs that
+// the configuration gives to client domains, SwitchNodeSmVtep.cc for VTEPs, and
 // SwitchNodeSmConflict.cc for requests that contradict each other.
 
 #include "agent/FabrionSm.h"
@@ -42,7 +47,13 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
   class VeloVtepStatusDir : public Velo::Reactor<VeloVtepStatusDir, SwitchNodeSm,
                                                  const VxlanController::VtepStatusDirV2> {
    public:
-    static std::span<const Velo::Reaction> reactions() { return {}; }
+    static std::span<const Velo::Reaction> reactions() {
+      static constexpr Velo::Reaction rows[] = {
+          on<VxlanController::VtepStatusDirV2::vtepStatusV2Attribute>(
+              call<&SwitchNodeSm::handleVtepConfig>("handleVtepConfig")),
+      };
+      return rows;
+    }
   };
 
   class VeloNetworkElementCollection
@@ -63,7 +74,8 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
     static std::span<const Velo::Reaction> reactions() {
       static constexpr Velo::Reaction rows[] = {
           on<Fabrion::Config::vlanToVniMapAttribute>(
-              follow<&SwitchNodeSm::vlanToVniMap_>("vlanToVniMap")),
+              follow<&SwitchNodeSm::vlanToVniMap_>("vlanToVniMap"),
+              call<&SwitchNodeSm::handleStaticVniMapForDomain>("handleStaticVniMapForDomain")),
       };
       return rows;
     }
@@ -87,9 +99,42 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
 
   class VeloInterface : public Velo::Reactor<VeloInterface, SwitchNodeSm, Fabrion::Interface> {
    public:
+    // One VLAN of the port. A VNI that the first handler brings to the model, from the static map of
+    // a client domain, comes back to the second as a notification, as every other VNI does.
+    class VeloDynVlan
+        : public Velo::Reactor<VeloDynVlan, VeloInterface, const Fabrion::DynamicVlan> {
+     public:
+      static std::span<const Velo::Reaction> reactions() {
+        static constexpr Velo::Reaction rows[] = {
+            built<&VeloDynVlan::handleInitialized>("handleInitialized"),
+            on<Fabrion::DynamicVlan::mappedVniAttribute>(
+                call<&VeloDynVlan::handleInterfaceVniMapping>("handleInterfaceVniMapping")),
+            on<Fabrion::DynamicVlan::domainAttribute>(
+                call<&VeloDynVlan::handleVlanDomain>("handleVlanDomain")),
+            cleanup<&VeloDynVlan::doCleanup>("doCleanup"),
+        };
+        return rows;
+      }
+
+      // Domains alone: VNIs that stand on the VLAN already wait for the next VTEP status or change.
+      void handleInitialized();
+      void handleVlanDomain(const Fabrion::Client::ClientDomain& domain);
+      void handleInterfaceVniMapping(U32 vni);
+      void doCleanup();
+
+     private:
+      const Nimbo::String& intfName() const;
+      // Read as 0 when nothing is followed.
+      U32 vlanId() const;
+      // The interface's entry for the VLAN; null when it has none.
+      Velo::Ptr<Fabrion::DynamicVlan> dynVlan() const;
+    };
+
+    // The VLAN's reactor is built after the VLAN has been allowed on the port.
     static std::span<const Velo::Reaction> reactions() {
       static constexpr Velo::Reaction rows[] = {
-          on<Fabrion::Interface::vlanAttribute>(call<&VeloInterface::handleVlan>("handleVlan")),
+          on<Fabrion::Interface::vlanAttribute>(call<&VeloInterface::handleVlan>("handleVlan"),
+                                                follow<&VeloInterface::dynVlan_>("dynVlan")),
           on<Fabrion::Interface::nativeVlanAttribute>(
               call<&VeloInterface::handleNativeVlan>("handleNativeVlan")),
       };
@@ -99,6 +144,8 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
     void handleVlan(U32 vlan);
     // `vlan` only says where a change was: what is written is read from the interface.
     void handleNativeVlan(U32 vlan);
+
+    VELO_REACTORS(VeloDynVlan, dynVlan, veloDynVlan)
   };
 
   class VeloPhysicalInterface : public Velo::Reactor<VeloPhysicalInterface, SwitchNodeSm,
@@ -118,7 +165,18 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
   class VeloVlanToVniMap
       : public Velo::Reactor<VeloVlanToVniMap, SwitchNodeSm, const Fabrion::VlanToVniMap> {
    public:
-    static std::span<const Velo::Reaction> reactions() { return {}; }
+    static std::span<const Velo::Reaction> reactions() {
+      static constexpr Velo::Reaction rows[] = {
+          on<Fabrion::VlanToVniMap::mapAttribute>(
+              call<&VeloVlanToVniMap::handleStaticVniMapForVlanRange>(
+                  "handleStaticVniMapForVlanRange")),
+      };
+      return rows;
+    }
+
+    // Two empty fields when nothing is followed.
+    Fabrion::Client::ClientDomain domainName() const;
+    void handleStaticVniMapForVlanRange(const Fabrion::Range& range);
   };
 
   // The pass: makes the whole output agree with the element, whatever it held before.
@@ -129,6 +187,10 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
   void handleInterface(const Nimbo::String& name);
   void handleVlan(U32 vlan);
   void handleNetworkElement(const Nimbo::String& name);
+  // `port` is the name of a VTEP.
+  void handleVtepConfig(const Nimbo::String& port);
+  void handleStaticVniMapForDomain(const Fabrion::Client::ClientDomain& domain);
+  void handleVniMapConflict(const Nimbo::String& name, U32 vlan);
   void handleNativeVlanConflict(const Nimbo::String& name, U32 vlan);
   void doCleanup();
   void handleInitialized();
@@ -138,6 +200,8 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
   Velo::Ptr<BrindleUtils::VlanIdSet> allowedVlans(const Nimbo::String& name) const;
   // The oldest one, whatever its name; null while there is none.
   Velo::Ptr<VxlanController::VtepConfigV2> firstVtepConfig() const;
+  // The key of a mapping. Raises RangeException when the VLAN, taken as 16 bits, is above 4094.
+  static VxlanController::PortVlanPairV2 pairOf(const Nimbo::String& port, U32 vlan);
 
   const Nimbo::String switchId_;
   const Velo::Ptr<ControllerProxyAgent::PortVlanConfigV1> portVlanConfig_;

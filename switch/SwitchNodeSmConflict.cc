@@ -24,6 +24,25 @@ std::string joinedKeys(const Map& map) {
 
 }  // namespace
 
+void SwitchNodeSm::handleVniMapConflict(const Nimbo::String& name, U32 vlan) {
+  FABRION_TRACE(9, "Interface: %s VLAN: %s", name, vlan);
+  const auto vtepConfig = firstVtepConfig();
+  const auto element = required(switchElement(), "the switch element");
+  const auto interface = element->interface(name);
+  if (!vtepConfig || !interface) {
+    FABRION_TRACE(3, "vtepConfig: %s interface: %s", vtepConfig, interface);
+    return;
+  }
+  const auto dynVlan = required(interface->vlan(vlan), "the VLAN of the interface");
+  FABRION_TRACE(0,
+                "Conflict is detected in VLAN %s mapping on switch %s interface %s There are %s "
+                "different VNIs (%s) are requested to map on same VLAN. Removing mapping for VLAN "
+                "%s from interface %s",
+                vlan, element->name(), name, dynVlan->mappedVni().size(),
+                joinedKeys(dynVlan->mappedVni()), vlan, name);
+  vtepConfig->vlanToVniMapDel(pairOf(name, vlan));
+}
+
 void SwitchNodeSm::handleNativeVlanConflict(const Nimbo::String& name, U32 vlan) {
   FABRION_TRACE(9, "Interface: %s VLAN: %s", name, vlan);
   const auto element = required(switchElement(), "the switch element");
