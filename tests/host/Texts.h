@@ -14,7 +14,7 @@
 
 namespace Fabrion::Test {
 
-// `file` as the tests find it, which run wherever they are started.
+// `file` as the tests find it, which are run from the root of the checkout.
 inline std::string inRepository(const std::string& file) {
   return std::string(FABRION_SOURCE_DIR "/") + file;
 }
