@@ -408,7 +408,8 @@ TEST_F(SwitchInterfaces, EachHandlerOfAPortTracesItsEntry) {
           "e1",
           "2 SwitchNodeSm::VeloInterface::handleVlan: Dynvlan allowedvlan configuration: 5",
           "3 SwitchNodeSm::VeloInterface::handleVlan: Adding allowed vlans 5 on switch: leaf1 "
-          "interface: e1"));
+          "interface: e1",
+          "9 " + ofVlan + "handleInitialized: inteface: e1 VLAN: 5"));
 }
 
 TEST_F(SwitchInterfaces, EachHandlerOfAMemberTracesItsEntry) {
@@ -421,6 +422,7 @@ TEST_F(SwitchInterfaces, EachHandlerOfAMemberTracesItsEntry) {
   EXPECT_THAT(trace.lines(),
               ElementsAre("9 SwitchNodeSm::VeloInterface::handleVlan: VLAN : 5",
                           "9 SwitchNodeSm::isMemberInterface: leaf1 1",
+                          "9 " + ofVlan + "handleInitialized: inteface: e1 VLAN: 5",
                           "9 SwitchNodeSm::VeloInterface::handleNativeVlan: leaf1 e1 VLAN 6",
                           "9 SwitchNodeSm::isMemberInterface: leaf1 1",
                           "9 SwitchNodeSm::VeloPhysicalInterface::handlePortGroup: Interface: e1",

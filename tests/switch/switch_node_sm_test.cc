@@ -269,7 +269,7 @@ TEST_F(SwitchNodeSm, TheEndOfTheMachineLeavesThePortConfigurationAsItStands) {
   port->nativeVlanIs(6);
   const TraceCapture trace(9);
   machine = nullptr;
-  EXPECT_THAT(trace.lines(), IsEmpty());
+  EXPECT_THAT(trace.lines(), ElementsAre("9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 5"));
   EXPECT_EQ(vlanList(), "5");
   EXPECT_EQ(allowed("e1"), "5");
   EXPECT_EQ(native("e1"), "6");
@@ -410,8 +410,6 @@ TEST_F(SwitchNodeSm, NullEntitiesAreRefused) {
 }
 
 TEST_F(SwitchNodeSm, AReactorFollowsEachStaticMap) {
-  const Client::ClientDomain blue("tenant", "blue");
-  const Client::ClientDomain red("tenant", "red");
   const auto blueMap = Velo::make<VlanToVniMap>(blue);
   config->vlanToVniMapIs(blueMap);
   buildMachine();

@@ -1,0 +1,495 @@
+// One VLAN of one port: how static maps bring VNIs to it, how its VNIs come to the oldest VTEP
+// configuration, and when they leave it.
+
+#include <algorithm>
+
+#include "tests/switch/SwitchScene.h"
+
+namespace Fabrion::Test {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class SwitchVnis : public SwitchScene {
+ protected:
+  void SetUp() override {
+    provisionLeaf1();
+    vtep1 = vtepIs("vtep1");
+    e1 = portIs("e1");
+    vlan5 = e1->vlanIs(5);
+  }
+
+  static inline const std::string mapping = "3 " + ofVlan + "handleInterfaceVniMapping: leaf1 ";
+
+  Velo::Ptr<VxlanController::VtepConfigV2> vtep1;
+  Velo::Ptr<PhysicalInterface> e1;
+  Velo::Ptr<DynamicVlan> vlan5;
+};
+
+// Domains
+
+TEST_F(SwitchVnis, ADomainWithAStaticMapBringsItsVniToTheVlanAndToTheVtep) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  const TraceCapture trace;
+  vlan5->domainIs(blue);
+  EXPECT_EQ(vnis(vlan5), "1005[tenant]");
+  EXPECT_EQ(mappings(vtep1), "e1/5=1005");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre("3 " + ofVlan + "handleVlanDomain: Adding static 5 <-> 1005 mapping ",
+                          dirLine, mapping + "Mapping VLAN 5 to VNI 1005 on interface e1"));
+}
+
+TEST_F(SwitchVnis, ADomainThatLeavesItsVlanTakesItsVniAndTheMappingWithIt) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  vlan5->domainIs(blue);
+  const TraceCapture trace;
+  vlan5->domainDel(blue);
+  EXPECT_EQ(vnis(vlan5), "");
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre("3 " + ofVlan + "handleVlanDomain: Removing 5 <-> 1005 mapping ", dirLine,
+                          mapping + "Removing VLAN: 5 mapping from interface e1"));
+}
+
+TEST_F(SwitchVnis, ADomainThatLeavesTakesItsNameFromEveryVniOfTheVlan) {
+  // The map names none of them any more.
+  vlan5->domainIs(blue);
+  vniIs(vlan5, 1001, "tenant");
+  vniIs(vlan5, 1002, "tenant");
+  vniIs(vlan5, 1002, "acme");
+  vniIs(vlan5, 1003, "acme");
+  vniIs(vlan5, 1004, "tenant");
+  const auto vlan6 = e1->vlanIs(6);
+  vniIs(vlan6, 1001, "tenant");
+  const TraceCapture trace;
+  vlan5->domainDel(blue);
+  EXPECT_EQ(vnis(vlan5), "1002[acme] 1003[acme]");
+  EXPECT_EQ(vnis(vlan6), "1001[tenant]");
+  EXPECT_TRUE(trace.has("3 " + ofVlan + "handleVlanDomain: Removing 5 <-> 1001 mapping "));
+  EXPECT_TRUE(trace.has("3 " + ofVlan + "handleVlanDomain: Removing 5 <-> 1004 mapping "));
+  EXPECT_FALSE(trace.has("Removing 5 <-> 1002"));
+  EXPECT_FALSE(trace.has("Removing 5 <-> 1003"));
+}
+
+TEST_F(SwitchVnis, AVniThatAClientHoldsTooOutlivesTheDomainAndStaysMapped) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  vniIs(vlan5, 1005, "acme");
+  vlan5->domainIs(blue);
+  EXPECT_EQ(vnis(vlan5), "1005[acme tenant]");
+  const TraceCapture trace;
+  vlan5->domainDel(blue);
+  EXPECT_EQ(vnis(vlan5), "1005[acme]");
+  EXPECT_EQ(mappings(vtep1), "e1/5=1005");
+  EXPECT_THAT(trace.lines(), IsEmpty());
+}
+
+TEST_F(SwitchVnis, AVniThatNobodyHoldsGoesWithAnyDomainThatLeaves) {
+  vlan5->mappedVniIs(1005);
+  vlan5->domainIs(acme);
+  EXPECT_EQ(vnis(vlan5), "1005[]");
+  vlan5->domainDel(acme);
+  EXPECT_EQ(vnis(vlan5), "");
+  EXPECT_EQ(mappings(vtep1), "");
+}
+
+TEST_F(SwitchVnis, ADomainOnTheVlanThatHasNoVniForItChangesNothing) {
+  staticRangeIs(blue, Range(6, 9), Range(1006, 1009));
+  vniIs(vlan5, 1005, "tenant");
+  const TraceCapture trace;
+  vlan5->domainIs(blue);
+  vlan5->domainIs(acme);
+  EXPECT_EQ(vnis(vlan5), "1005[tenant]");
+  EXPECT_THAT(trace.lines(), IsEmpty());
+}
+
+TEST_F(SwitchVnis, TwoDomainsOfOneClientHoldAVniUnderOneName) {
+  staticRangeIs(blue, Range(5, 5), Range(1005, 1005));
+  vlan5->domainIs(blue);
+  vlan5->domainIs(red);
+  EXPECT_EQ(vnis(vlan5), "1005[tenant]");
+  // The one that leaves takes the name of the other, too.
+  vlan5->domainDel(red);
+  EXPECT_EQ(vnis(vlan5), "");
+  EXPECT_TRUE(vlan5->domain(blue));
+}
+
+TEST_F(SwitchVnis, ADomainThatLeavesAndStillHasAMapLosesItsVniAllTheSame) {
+  staticRangeIs(blue, Range(5, 5), Range(1005, 1005));
+  vlan5->domainIs(blue);
+  vlan5->domainDel(blue);
+  EXPECT_EQ(config->vniForVlan(blue, 5), 1005U);
+  EXPECT_EQ(vnis(vlan5), "");
+  vlan5->domainIs(blue);
+  EXPECT_EQ(vnis(vlan5), "1005[tenant]");
+}
+
+// VNIs and the VTEP configuration
+
+TEST_F(SwitchVnis, AVniThatGoesFromAVlanWithTwoLeavesTheSurvivorWritten) {
+  vniIs(vlan5, 1005, "acme");
+  vniIs(vlan5, 2005, "acme");
+  EXPECT_EQ(mappings(vtep1), "");
+  // What stands there by then is taken away before the survivor is written.
+  vtep1->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  vtep1->vlanToVniMapIs(pair("e1", 6), Vxlan::Vni(9));
+  const TraceCapture trace;
+  vlan5->mappedVniDel(1005);
+  EXPECT_EQ(mappings(vtep1), "e1/6=9 e1/5=2005");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre(dirLine, mapping + "Removing VLAN: 5 mapping from interface e1",
+                          mapping + "Mapping VLAN 5 to VNI 2005 on interface e1"));
+}
+
+TEST_F(SwitchVnis, TheLastVniThatGoesLeavesNoMapping) {
+  vniIs(vlan5, 1005, "acme");
+  const TraceCapture trace;
+  vlan5->mappedVniDel(1005);
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre(dirLine, mapping + "Removing VLAN: 5 mapping from interface e1"));
+}
+
+TEST_F(SwitchVnis, AVlanOfAMemberKeepsItsVniInTheModelAlone) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  e1->portGroupIs(Velo::make<PortGroup>("po1"));
+  const TraceCapture trace;
+  vlan5->domainIs(blue);
+  EXPECT_EQ(vnis(vlan5), "1005[tenant]");
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre("3 " + ofVlan + "handleVlanDomain: Adding static 5 <-> 1005 mapping "));
+  vlan5->domainDel(blue);
+  EXPECT_EQ(vnis(vlan5), "");
+}
+
+TEST_F(SwitchVnis, VnisThatStoodOnTheVlanBeforeThePortCameWaitForAVtepStatus) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  const auto e2 = leaf1->physicalInterfaceIs("e2");
+  vniIs(e2->vlanIs(6), 7006, "acme");
+  e2->vlanIs(7)->domainIs(blue);
+  leaf1->interfaceIs(e2);
+  // The VLAN's domains have brought its VNI to the model, not to the VTEP.
+  EXPECT_EQ(vnis(e2->vlan(7)), "1007[tenant]");
+  EXPECT_EQ(mappings(vtep1), "");
+  vtepIs("vtep1");
+  EXPECT_EQ(mappings(vtep1), "e2/6=7006 e2/7=1007");
+}
+
+TEST_F(SwitchVnis, VnisThatStoodOnTheVlanBeforeThePortCameCountAtTheNextChange) {
+  const auto e2 = leaf1->physicalInterfaceIs("e2");
+  const auto vlan6 = e2->vlanIs(6);
+  vniIs(vlan6, 7006, "acme");
+  vniIs(vlan6, 8006, "acme");
+  leaf1->interfaceIs(e2);
+  EXPECT_EQ(mappings(vtep1), "");
+  vlan6->mappedVniDel(7006);
+  EXPECT_EQ(mappings(vtep1), "e2/6=8006");
+}
+
+TEST_F(SwitchVnis, APortReplacedUnderItsNameIsFollowedWithoutAWalkOfItsDomains) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  vniIs(vlan5, 3005, "acme");
+  leaf1->physicalInterfaceDel("e1");
+  const auto fresh = leaf1->physicalInterfaceIs("e1");
+  const auto freshVlan5 = fresh->vlanIs(5);
+  freshVlan5->domainIs(blue);
+  fresh->vlanIs(6)->domainIs(blue);
+  leaf1->interfaceIs(fresh);
+  // VLAN 5 had a reactor, which now follows the new entry; VLAN 6 got a new one.
+  EXPECT_EQ(vnis(freshVlan5), "");
+  EXPECT_EQ(vnis(fresh->vlan(6)), "1006[tenant]");
+  EXPECT_EQ(mappings(vtep1), "e1/5=3005");
+  vniIs(freshVlan5, 4005, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/5=4005");
+  vlan5->mappedVniDel(3005);
+  EXPECT_EQ(mappings(vtep1), "e1/5=4005");
+}
+
+TEST_F(SwitchVnis, Vlan0IsMappedLikeAnyOther) {
+  vniIs(e1->vlanIs(0), 1000, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/0=1000");
+  e1->vlanDel(0);
+  EXPECT_EQ(mappings(vtep1), "");
+}
+
+TEST_F(SwitchVnis, OnlyTheOldestVtepConfigurationIsWritten) {
+  const auto vtep0 = vtepIs("vtep0");
+  vniIs(vlan5, 1005, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/5=1005");
+  EXPECT_EQ(mappings(vtep0), "");
+  // It goes from the oldest alone as well.
+  vtep0->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  vlan5->mappedVniDel(1005);
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_EQ(mappings(vtep0), "e1/5=9");
+  // Once it has gone, the next in age is the oldest.
+  vtepConfigDir->vtepConfigDel("vtep1");
+  vniIs(vlan5, 2005, "acme");
+  EXPECT_EQ(mappings(vtep0), "e1/5=2005");
+}
+
+// Bounds
+
+TEST_F(SwitchVnis, AVniAbove24BitsIsRefusedAfterItsLine) {
+  vtep1->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  const TraceCapture trace;
+  EXPECT_EQ(refusal([&] { vlan5->mappedVniIs(0x1000000); }), vniRefused);
+  EXPECT_EQ(mappings(vtep1), "e1/5=9");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre(dirLine, mapping + "Mapping VLAN 5 to VNI 16777216 on interface e1"));
+  EXPECT_EQ(vnis(vlan5), "16777216[]");
+}
+
+TEST_F(SwitchVnis, VnisFrom0To24BitsAreWritten) {
+  vniIs(vlan5, 0, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/5=0");
+  vlan5->mappedVniDel(0);
+  vniIs(vlan5, 0xffffff, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/5=16777215");
+}
+
+TEST_F(SwitchVnis, ASurvivorAbove24BitsIsRefusedAfterTheMappingHasGone) {
+  vlan5->mappedVniIs(1005);
+  vlan5->mappedVniIs(0x1000000);
+  vtep1->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  const TraceCapture trace;
+  EXPECT_EQ(refusal([&] { vlan5->mappedVniDel(1005); }), vniRefused);
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre(dirLine, mapping + "Removing VLAN: 5 mapping from interface e1",
+                          mapping + "Mapping VLAN 5 to VNI 16777216 on interface e1"));
+}
+
+TEST_F(SwitchVnis, AVlanAbove4094IsRefusedBeforeTheLineOfItsMapping) {
+  const auto vlan4095 = e1->vlanIs(4095);
+  const TraceCapture trace;
+  EXPECT_EQ(refusal([&] { vlan4095->mappedVniIs(1005); }), vlanRefused);
+  EXPECT_THAT(trace.lines(), ElementsAre(dirLine));
+  EXPECT_EQ(refusal([&] { vlan4095->mappedVniDel(1005); }), vlanRefused);
+  EXPECT_THAT(trace.lines(), ElementsAre(dirLine, dirLine));
+  EXPECT_EQ(mappings(vtep1), "");
+}
+
+TEST_F(SwitchVnis, AVlanIsTestedBeforeItsVni) {
+  const auto vlan4095 = e1->vlanIs(4095);
+  EXPECT_EQ(refusal([&] { vlan4095->mappedVniIs(0x1000000); }), vlanRefused);
+}
+
+TEST_F(SwitchVnis, Vlan4094IsMapped) {
+  vniIs(e1->vlanIs(4094), 1005, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/4094=1005");
+}
+
+TEST_F(SwitchVnis, AVlanAbove16BitsIsMappedByItsLower16Bits) {
+  const TraceCapture trace;
+  vniIs(e1->vlanIs(0x10007), 1005, "acme");
+  EXPECT_EQ(mappings(vtep1), "e1/7=1005");
+  EXPECT_EQ(trace.lines().back(), mapping + "Mapping VLAN 65543 to VNI 1005 on interface e1");
+  e1->vlanDel(0x10007);
+  EXPECT_EQ(mappings(vtep1), "");
+  const auto vlan4095 = e1->vlanIs(0x10fff);
+  EXPECT_EQ(refusal([&] { vlan4095->mappedVniIs(1005); }), vlanRefused);
+}
+
+// The cleanup of a VLAN
+
+TEST_F(SwitchVnis, AVlanThatLeavesThePortTakesItsMappingWithIt) {
+  vniIs(vlan5, 1005, "acme");
+  vniIs(e1->vlanIs(6), 1006, "acme");
+  const TraceCapture trace(9);
+  e1->vlanDel(5);
+  EXPECT_EQ(mappings(vtep1), "e1/6=1006");
+  EXPECT_EQ(trace.lines().back(), "9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 5");
+  // The model's entry is as it was, and nobody follows it.
+  EXPECT_EQ(vnis(vlan5), "1005[acme]");
+  vniIs(vlan5, 2005, "acme");
+  vlan5->mappedVniDel(1005);
+  EXPECT_EQ(mappings(vtep1), "e1/6=1006");
+}
+
+TEST_F(SwitchVnis, AVlanThatLeavesAMemberTakesItsMappingWithItAllTheSame) {
+  e1->portGroupIs(Velo::make<PortGroup>("po1"));
+  vtep1->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  e1->vlanDel(5);
+  EXPECT_EQ(mappings(vtep1), "");
+}
+
+TEST_F(SwitchVnis, APortThatGoesTakesTheMappingsOfItsVlansWithIt) {
+  vniIs(vlan5, 1005, "acme");
+  vniIs(e1->vlanIs(6), 1006, "acme");
+  vniIs(portIs("e2")->vlanIs(5), 1005, "acme");
+  const TraceCapture trace(9);
+  leaf1->interfaceDel("e1");
+  EXPECT_EQ(mappings(vtep1), "e2/5=1005");
+  ASSERT_GE(trace.lines().size(), 3U);
+  EXPECT_EQ(trace.lines()[0], "9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 5");
+  EXPECT_EQ(trace.lines()[1], "9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 6");
+  EXPECT_EQ(trace.lines()[2], "9 SwitchNodeSm::handleInterface: leaf1 e1");
+}
+
+TEST_F(SwitchVnis, TheEndOfTheMachineTakesTheMappingsOfAllVlansWithIt) {
+  vniIs(vlan5, 1005, "acme");
+  vniIs(portIs("e2")->vlanIs(6), 1006, "acme");
+  vtep1->vlanToVniMapIs(pair("e9", 5), Vxlan::Vni(9));
+  const auto vtep2 = vtepIs("vtep2");
+  const TraceCapture trace(9);
+  machine = nullptr;
+  // What no VLAN of the model answers for stays, and so do the other configurations.
+  EXPECT_EQ(mappings(vtep1), "e9/5=9");
+  EXPECT_EQ(mappings(vtep2), "e1/5=1005 e2/6=1006");
+  EXPECT_EQ(vnis(vlan5), "1005[acme]");
+  EXPECT_THAT(trace.lines(), ElementsAre("9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 5",
+                                         "9 " + ofVlan + "doCleanup: Inteface: e2 VLAN: 6"));
+  vniIs(vlan5, 2005, "acme");
+  EXPECT_EQ(mappings(vtep1), "e9/5=9");
+}
+
+TEST_F(SwitchVnis, ACleanupWithoutAVtepConfigurationChangesNothing) {
+  const auto vlan4095 = e1->vlanIs(4095);
+  vtepConfigDir->vtepConfigDel("vtep1");
+  const TraceCapture trace(9);
+  EXPECT_EQ(refusal([&] { e1->vlanDel(4095); }), "");
+  EXPECT_EQ(trace.lines().back(), "9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 4095");
+}
+
+TEST_F(SwitchVnis, Vlan4095ThatLeavesThePortIsRefusedToWhoRemovesIt) {
+  e1->vlanIs(4095);
+  EXPECT_EQ(allowed("e1"), "5,4095");
+  const TraceCapture trace(9);
+  EXPECT_EQ(refusal([&] { e1->vlanDel(4095); }), vlanRefused);
+  // What was done before stays done, and the reactor has gone: its cleanup ran again as it died.
+  EXPECT_EQ(allowed("e1"), "5");
+  EXPECT_FALSE(e1->vlan(4095));
+  EXPECT_FALSE(machine->veloInterface("e1")->veloDynVlan(4095));
+  const std::string cleanup = "9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 4095";
+  EXPECT_EQ(std::count(trace.lines().begin(), trace.lines().end(), cleanup), 2);
+}
+
+TEST_F(SwitchVnis, APortThatGoesWithVlan4095IsRefusedAndItsOtherMappingsGo) {
+  vniIs(vlan5, 1005, "acme");
+  e1->vlanIs(4095);
+  vniIs(e1->vlanIs(6), 1006, "acme");
+  EXPECT_EQ(refusal([&] { leaf1->interfaceDel("e1"); }), vlanRefused);
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_FALSE(machine->veloInterface("e1"));
+  // The handler that would have emptied the port's output was not reached.
+  EXPECT_EQ(allowed("e1"), "5-6,4095");
+}
+
+TEST_F(SwitchVnis, TheEndOfTheMachineKeepsTheRefusalOfVlan4095In) {
+  e1->vlanIs(4095);
+  vniIs(vlan5, 1005, "acme");
+  vniIs(e1->vlanIs(6), 1006, "acme");
+  vniIs(portIs("e2")->vlanIs(6), 1006, "acme");
+  EXPECT_EQ(refusal([&] { machine = nullptr; }), "");
+  EXPECT_EQ(mappings(vtep1), "");
+}
+
+TEST_F(SwitchVnis, AMachineThatIsRevivedCleansUpOnceMore) {
+  vniIs(vlan5, 1005, "acme");
+  machine->veloDoZombieReactors(true);
+  EXPECT_EQ(mappings(vtep1), "");
+  vlan5->mappedVniDel(1005);
+  vniIs(vlan5, 2005, "acme");
+  EXPECT_EQ(mappings(vtep1), "");
+  vtep1->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  const TraceCapture trace(9);
+  machine->veloDoZombieReactors(false);
+  EXPECT_EQ(mappings(vtep1), "");
+  EXPECT_THAT(trace.lines(), ElementsAre("9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 5"));
+  vniIs(vlan5, 3005, "acme");
+  vlan5->mappedVniDel(2005);
+  EXPECT_EQ(mappings(vtep1), "e1/5=3005");
+  // Neither marking nor reviving does anything twice.
+  machine->veloDoZombieReactors(false);
+  EXPECT_EQ(mappings(vtep1), "e1/5=3005");
+}
+
+TEST_F(SwitchVnis, AMachineRevivedWithVlan4095RefusesIt) {
+  e1->vlanIs(4095);
+  EXPECT_EQ(refusal([&] { machine->veloDoZombieReactors(true); }), vlanRefused);
+}
+
+TEST_F(SwitchVnis, AVlanReactorThatFollowsNothingCleansUpForVlan0) {
+  vtep1->vlanToVniMapIs(pair("e1", 0), Vxlan::Vni(9));
+  vtep1->vlanToVniMapIs(pair("e1", 5), Vxlan::Vni(9));
+  machine->veloInterface("e1")->veloDynVlan(5)->notifierIs(nullptr);
+  const TraceCapture trace(9);
+  e1->vlanDel(5);
+  EXPECT_EQ(mappings(vtep1), "e1/5=9");
+  EXPECT_EQ(trace.lines().back(), "9 " + ofVlan + "doCleanup: Inteface: e1 VLAN: 0");
+}
+
+// Entries
+
+TEST_F(SwitchVnis, EachHandlerOfAVlanTracesItsEntry) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  const auto e2 = leaf1->physicalInterfaceIs("e2");
+  e2->vlanIs(7)->domainIs(red);
+  e2->vlan(7)->domainIs(acme);
+  TraceCapture trace(9);
+  leaf1->interfaceIs(e2);
+  EXPECT_THAT(std::vector<std::string>(trace.lines().begin(), trace.lines().begin() + 3),
+              ElementsAre("9 " + ofVlan + "handleInitialized: inteface: e2 VLAN: 7",
+                          "9 " + ofVlan + "handleVlanDomain: leaf1 domainName : tenant/red",
+                          "9 " + ofVlan + "handleVlanDomain: leaf1 domainName : acme"));
+  trace.clear();
+  vlan5->domainIs(blue);
+  EXPECT_THAT(trace.lines(),
+              ElementsAre("9 " + ofVlan + "handleVlanDomain: leaf1 domainName : tenant/blue",
+                          "3 " + ofVlan + "handleVlanDomain: Adding static 5 <-> 1005 mapping ",
+                          "9 " + ofVlan + "handleInterfaceVniMapping: VLAN: 5 VNI: 1005",
+                          "9 SwitchNodeSm::isMemberInterface: leaf1 0", dirLine,
+                          mapping + "Mapping VLAN 5 to VNI 1005 on interface e1"));
+  e1->portGroupIs(Velo::make<PortGroup>("po1"));
+  trace.clear();
+  vlan5->mappedVniDel(1005);
+  EXPECT_THAT(trace.lines(),
+              ElementsAre("9 " + ofVlan + "handleInterfaceVniMapping: VLAN: 5 VNI: 1005",
+                          "9 SwitchNodeSm::isMemberInterface: leaf1 1"));
+}
+
+// No VTEP configuration yet
+
+class SwitchVnisWithoutVtep : public SwitchScene {
+ protected:
+  void SetUp() override {
+    provisionLeaf1();
+    vlan5 = portIs("e1")->vlanIs(5);
+  }
+  Velo::Ptr<DynamicVlan> vlan5;
+};
+
+TEST_F(SwitchVnisWithoutVtep, AVniChangesInTheModelAndIsPutOff) {
+  staticRangeIs(blue, Range(5, 9), Range(1005, 1009));
+  const TraceCapture trace;
+  vlan5->domainIs(blue);
+  EXPECT_EQ(vnis(vlan5), "1005[tenant]");
+  EXPECT_TRUE(vtepConfigDir->vtepConfig().empty());
+  EXPECT_THAT(
+      trace.lines(),
+      ElementsAre("3 " + ofVlan + "handleVlanDomain: Adding static 5 <-> 1005 mapping ", dirLine,
+                  "3 " + ofVlan +
+                      "handleInterfaceVniMapping: leaf1 vtepConfig is not present. "
+                      "Deferring..."));
+  vlan5->domainDel(blue);
+  EXPECT_EQ(vnis(vlan5), "");
+}
+
+TEST_F(SwitchVnisWithoutVtep, NoBoundIsTestedWhileThereIsNoVtep) {
+  const auto vlan4095 = leaf1->interface("e1")->vlanIs(4095);
+  EXPECT_EQ(refusal([&] { vlan4095->mappedVniIs(0x1000000); }), "");
+  EXPECT_EQ(refusal([&] { leaf1->interface("e1")->vlanDel(4095); }), "");
+}
+
+using SwitchVnisDeathTest = SwitchScene;
+
+TEST_F(SwitchVnisDeathTest, ADomainOfASwitchWithoutAConfigurationIsAFault) {
+  machine = Agent::SwitchNodeSm::SwitchNodeSmIs("leaf1", portVlanConfig, vtepConfigDir,
+                                                vtepStatusDir, collection, nullptr);
+  leaf1 = collection->networkElementIs("leaf1");
+  const auto vlan5 = portIs("e1")->vlanIs(5);
+  EXPECT_DEATH(vlan5->domainIs(blue), "is missing");
+}
+
+}  // namespace Fabrion::Test
