@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tests/support/Listener.h"
 #include "tests/switch/SwitchScene.h"
 
 namespace Fabrion::Test {
@@ -226,6 +227,26 @@ TEST_F(SwitchVnis, OnlyTheOldestVtepConfigurationIsWritten) {
   vtepConfigDir->vtepConfigDel("vtep1");
   vniIs(vlan5, 2005, "acme");
   EXPECT_EQ(mappings(vtep0), "e1/5=2005");
+}
+
+TEST_F(SwitchVnis, VnisThatChangeOnAVlanThatIsJustLeavingAreNoConflictAndLeaveNoMapping) {
+  const auto e2 = leaf1->physicalInterfaceIs("e2");
+  // Hears of the VLAN's removal before the machine does, which still follows the VLAN.
+  const auto first = Listener::on<Interface::vlanAttribute>(*e2);
+  leaf1->interfaceIs(e2);
+  const auto vlan6 = e2->vlanIs(6);
+  vniIs(vlan6, 1006, "acme");
+  EXPECT_EQ(mappings(vtep1), "e2/6=1006");
+  const TraceCapture trace;
+  first->atLine("vlan 6", [&] {
+    vniIs(vlan6, 2006, "acme");
+    EXPECT_EQ(mappings(vtep1), "");
+    EXPECT_THAT(trace.lines(),
+                ElementsAre(dirLine, mapping + "Removing VLAN: 6 mapping from interface e2"));
+  });
+  e2->vlanDel(6);
+  EXPECT_THAT(first->taken(), ElementsAre("vlan 6", "vlan 6"));
+  EXPECT_EQ(mappings(vtep1), "");
 }
 
 // Bounds
@@ -490,6 +511,19 @@ TEST_F(SwitchVnisDeathTest, ADomainOfASwitchWithoutAConfigurationIsAFault) {
   leaf1 = collection->networkElementIs("leaf1");
   const auto vlan5 = portIs("e1")->vlanIs(5);
   EXPECT_DEATH(vlan5->domainIs(blue), "is missing");
+}
+
+TEST_F(SwitchVnisDeathTest, ADomainThatComesToAVlanThatIsJustLeavingIsAFault) {
+  provisionLeaf1();
+  const auto e1 = leaf1->physicalInterfaceIs("e1");
+  const auto first = Listener::on<Interface::vlanAttribute>(*e1);
+  leaf1->interfaceIs(e1);
+  const auto vlan5 = e1->vlanIs(5);
+  first->atLine("vlan 5", [&] {
+    EXPECT_DEATH(vlan5->domainIs(blue), "the VLAN of the interface is missing");
+  });
+  e1->vlanDel(5);
+  EXPECT_THAT(first->taken(), ElementsAre("vlan 5", "vlan 5"));
 }
 
 }  // namespace Fabrion::Test
