@@ -166,4 +166,19 @@ class SwitchScene : public testing::Test {
   Velo::Ptr<Agent::SwitchNodeSm> machine;
 };
 
+// A switch with one VTEP, and a port with one VLAN that has no VNI yet.
+class SwitchVlanScene : public SwitchScene {
+ protected:
+  void SetUp() override {
+    provisionLeaf1();
+    vtep1 = vtepIs("vtep1");
+    e1 = portIs("e1");
+    vlan5 = e1->vlanIs(5);
+  }
+
+  Velo::Ptr<VxlanController::VtepConfigV2> vtep1;
+  Velo::Ptr<PhysicalInterface> e1;
+  Velo::Ptr<DynamicVlan> vlan5;
+};
+
 }  // namespace Fabrion::Test

@@ -10,15 +10,8 @@ namespace Fabrion::Test {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class SwitchStaticMaps : public SwitchScene {
+class SwitchStaticMaps : public SwitchVlanScene {
  protected:
-  void SetUp() override {
-    provisionLeaf1();
-    vtep1 = vtepIs("vtep1");
-    e1 = portIs("e1");
-    vlan5 = e1->vlanIs(5);
-  }
-
   Velo::Ptr<VlanToVniMap> blueMap() { return config->vlanToVniMap(blue); }
   // The line of a range and what it is mapped to.
   static std::string changed(const char* what) {
@@ -34,10 +27,6 @@ class SwitchStaticMaps : public SwitchScene {
   static inline const std::string noMap =
       "2 SwitchNodeSm::handleStaticVniMapForDomain: leaf1 There is no VLAN to VNI mapping for "
       "domain 'tenant/blue'";
-
-  Velo::Ptr<VxlanController::VtepConfigV2> vtep1;
-  Velo::Ptr<PhysicalInterface> e1;
-  Velo::Ptr<DynamicVlan> vlan5;
 };
 
 // Ranges that come
