@@ -12,6 +12,8 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+# Some linkers write the older RPATH unless told, which nobody could override from outside.
+add_link_options(-Wl,--enable-new-dtags)
 
 find_program(FABRION_CCACHE ccache)
 if(FABRION_CCACHE)

@@ -115,7 +115,7 @@ int runCommandLine(int argc, const char* const* argv) {
   Session session;
   app.set_version_flag("--version", version);
   app.add_option("--module", session.moduleFile,
-                 "The machines; FabrionSm.so beside the program unless named")
+                 "The machines; FabrionSm.so beside the program, or as installed, unless named")
       ->type_name("FILE");
   app.require_subcommand(1);
   app.fallthrough();

@@ -1,9 +1,9 @@
 #include "host/Module.h"
 
-#include <dlfcn.h>
-
 #include <filesystem>
 #include <system_error>
+
+#include "platform/Velo/ModuleFile.h"
 
 namespace Fabrion::Host {
 
@@ -11,31 +11,37 @@ namespace {
 
 constexpr const char* moduleName = "FabrionSm";
 
-std::filesystem::path besideExecutable() {
+std::string folderOfExecutable() {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) throw ModuleError("where the executable stands is not known: " + error.message());
-  return program.parent_path() / (std::string(moduleName) + ".so");
+  return program.parent_path().string();
 }
 
 }  // namespace
 
+std::string modulePlace(const std::string& folder) {
+  const std::string file = std::string(moduleName) + ".so";
+  const std::filesystem::path beside = std::filesystem::path(folder) / file;
+  std::error_code error;
+  if (std::filesystem::exists(beside, error)) return beside.string();
+  return (std::filesystem::path(folder) / FABRION_INSTALLED_MODULES / file)
+      .lexically_normal()
+      .string();
+}
+
 const Velo::VeloModule& loadModule(const std::string& file) {
-  // Made absolute, since a name without a slash would be looked for among the system's libraries.
   const std::filesystem::path path =
-      file.empty() ? besideExecutable() : std::filesystem::absolute(file);
+      std::filesystem::absolute(file.empty() ? modulePlace(folderOfExecutable()) : file);
   std::error_code error;
   if (!std::filesystem::exists(path, error)) {
     throw ModuleError("there is no module " + path.string() + "; name it with --module");
   }
-  if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
-    throw ModuleError("the module does not load: " + std::string(dlerror()));
+  try {
+    return Velo::loadModule(path.string(), moduleName);
+  } catch (const Velo::ModuleException& failed) {
+    throw ModuleError(failed.what());
   }
-  const Velo::VeloModule* const module = Velo::veloModule(moduleName);
-  if (module != nullptr) return *module;
-  const std::string& why = Velo::veloModuleError();
-  throw ModuleError(path.string() + " registers no module " + moduleName +
-                    (why.empty() ? "" : ": " + why));
 }
 
 }  // namespace Fabrion::Host

@@ -16,9 +16,13 @@ class ModuleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Loads the shared library, FabrionSm.so beside the executable where `file` is empty, and gives the
-// record that it registered. It is never unloaded: objects, and what they trace as they end, may
-// outlive everything here. Raises ModuleError.
+// Where the program that stands in `folder` finds the module: beside itself, as builds have it and
+// folders that were copied together; else where an installation puts it, seen from the program.
+std::string modulePlace(const std::string& folder);
+
+// Loads the shared library, the one at modulePlace() of the executable where `file` is empty, and
+// gives the record that it registered. It is never unloaded: objects, and what they trace as they
+// end, may outlive everything here. Raises ModuleError.
 const Velo::VeloModule& loadModule(const std::string& file);
 
 }  // namespace Fabrion::Host
