@@ -24,6 +24,7 @@ using Test::inRepository;
 using Test::linesOf;
 using Test::textOfFile;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::SizeIs;
 
 // The golden files are held against runs in run_command_test.cc.
@@ -81,13 +82,39 @@ TEST(Pages, AnEventFlowsAsThePageTells) {
   }
 }
 
+// The blocks of a page, those in a list too, each as its lines without their indentation.
+std::vector<std::string> flushBlocksOf(const std::string& page, const std::string& language) {
+  std::string flush;
+  for (const std::string& line : linesOf(page)) {
+    flush += line.substr(std::min(line.find_first_not_of(' '), line.size())) + '\n';
+  }
+  return blocksOf(flush, language);
+}
+
+// What the example prints is held against output.txt by tests/embed/embed.sh.
+TEST(Pages, ThePageOnEmbeddingShowsTheExampleAndItsOutput) {
+  const std::string page = textOfFile(inRepository("docs/embedding.md"));
+  EXPECT_THAT(blocksOf(page, "text"),
+              ElementsAre(textOfFile(inRepository("tests/embed/output.txt"))));
+
+  const auto shown = [&](const std::string& language, const std::string& file) {
+    const std::string source = textOfFile(inRepository("examples/embed/" + file));
+    const std::string flush = flushBlocksOf("```all\n" + source + "```\n", "all").at(0);
+    const std::vector<std::string> blocks = flushBlocksOf(page, language);
+    for (const std::string& block : blocks) EXPECT_THAT(flush, HasSubstr(block));
+    return blocks.size();
+  };
+  EXPECT_EQ(shown("cmake", "CMakeLists.txt"), 1U);
+  EXPECT_EQ(shown("cpp", "main.cc"), 3U);
+}
+
 // Files that pages name, in code or as links, are there.
 TEST(Pages, FilesThatAreNamedAreThere) {
   const std::regex named(
       "`((?:host|platform|entities|agent|topology|elements|clients|switch|tests|"
       "cmake)/[A-Za-z0-9_./-]*)`|\\]\\(([^):#]+)\\)");
   for (const char* page : {"README.md", "docs/architecture.md", "docs/how-an-event-flows.md",
-                           "docs/run-output.md", "docs/fabric-document.md"}) {
+                           "docs/run-output.md", "docs/fabric-document.md", "docs/embedding.md"}) {
     const std::string text = textOfFile(inRepository(page));
     const auto folder = std::filesystem::path(inRepository(page)).parent_path();
     int links = 0;
