@@ -113,7 +113,7 @@ void control(const std::string& modulePath) {
   std::cout << "acme asks for VLAN 10, untagged, on port e1 of leaf1\n";
   const auto request = Velo::make<ResourcesForSwitchport>();
   request->vlanIs(10)->mappedVniIs(10010);
-  request->nativeVlanIs(Velo::make<Fabrion::Client::UntaggedVlan>(10));
+  request->nativeVlanIs(Velo::make<Fabrion::Client::UntaggedVlan>(U32{10}));
   auto requestSm = Velo::construct(machines, "Fabrion::Agent::ClientResourcesForSwitchportSm",
                                    String("acme"), SwitchInterface(leaf1, "e1"),
                                    Ptr<const ResourcesForSwitchport>(request), elements);

@@ -11,6 +11,7 @@ set -euo pipefail
 build=$1 source=$2 cxx=$3
 shift 3
 flags=("$@")
+export LC_ALL=C
 work="$build/embed"
 # Neither an installed Fabrion nor the environment may stand in for what was installed here.
 unset LD_LIBRARY_PATH CMAKE_PREFIX_PATH PKG_CONFIG_PATH CXXFLAGS LDFLAGS
