@@ -47,8 +47,7 @@ constexpr std::size_t goalWidth = 7;
 
 }  // namespace
 
-Table::Table(std::ostream& out, const std::vector<Row>& rows)
-    : out_(out), nameWidth_(4), peerWidth_(4) {
+Table::Table(std::ostream& out, const std::vector<Row>& rows) : out_(out) {
   for (const Row& row : rows) {
     nameWidth_ = std::max(nameWidth_, row.name.size());
     peerWidth_ = std::max(peerWidth_, row.peer.size());

@@ -21,8 +21,8 @@ class Table {
 
  private:
   std::ostream& out_;
-  std::size_t nameWidth_;
-  std::size_t peerWidth_;
+  std::size_t nameWidth_ = 4;
+  std::size_t peerWidth_ = 4;
   std::size_t goals_ = 0;
   std::size_t met_ = 0;
 };

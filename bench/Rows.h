@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,22 +59,25 @@ struct Effort {
   double seconds;   // the least time of a slice
 };
 
-// Runs both sides of a row. Throws std::runtime_error with the message of a body that called
-// state.SkipWithError.
+// Runs both sides of a row, in a process of their own. Throws std::runtime_error where a body
+// called state.SkipWithError; its message goes to standard error.
 Result measure(const Row& row, const Effort& effort);
 
 // Declares rows, from a static object in the file that holds their bodies:
 //
-//   const RowsOf rows([](std::vector<Row>& to) { to.push_back({"ptr.copy", ...}); });
+//   const RowsOf rows([](std::vector<Row>& to) { to.push_back({"ptr.copy", ...}); }, 40);
+//
+// The place says where in the table they stand, the lowest first, for the order in which static
+// objects of several files are made is the linker's.
 class RowsOf {
  public:
   using Declare = void (*)(std::vector<Row>& to);
-  explicit RowsOf(Declare declare) { all().push_back(declare); }
-  // The rows of all files, in the order of the files.
+  explicit RowsOf(Declare declare, int place = 100) { all().emplace(place, declare); }
+  // The rows of all files.
   static std::vector<Row> rows();
 
  private:
-  static std::vector<Declare>& all();
+  static std::multimap<int, Declare>& all();
 };
 
 // Declares a command, `fabrion_bench NAME ARGS`, for what does not come as rows.

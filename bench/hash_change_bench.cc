@@ -110,22 +110,24 @@ Body churns(U32 count) {
   };
 }
 
-const RowsOf rows([](std::vector<Row>& to) {
-  constexpr double goal = 0.6;
-  const std::string peer = "absl::flat_hash_map";
-  for (const U32 count : {8U, 4096U, 1'000'000U}) {
-    to.push_back({"hash.insert." + std::to_string(count), inserts<OurNumbers>(count), peer,
-                  inserts<AbslNumbers>(count), goal});
-  }
-  for (const U32 count : {8U, 4096U, 1'000'000U}) {
-    to.push_back({"hash.erase." + std::to_string(count), erases<OurNumbers>(count), peer,
-                  erases<AbslNumbers>(count), goal});
-  }
-  for (const U32 count : {8U, 4096U, 1'000'000U}) {
-    to.push_back({"hash.churn." + std::to_string(count), churns<OurNumbers>(count), peer,
-                  churns<AbslNumbers>(count), goal});
-  }
-});
+const RowsOf rows(
+    [](std::vector<Row>& to) {
+      constexpr double goal = 0.6;
+      const std::string peer = "absl::flat_hash_map";
+      for (const U32 count : {8U, 4096U, 1'000'000U}) {
+        to.push_back({"hash.insert." + std::to_string(count), inserts<OurNumbers>(count), peer,
+                      inserts<AbslNumbers>(count), goal});
+      }
+      for (const U32 count : {8U, 4096U, 1'000'000U}) {
+        to.push_back({"hash.erase." + std::to_string(count), erases<OurNumbers>(count), peer,
+                      erases<AbslNumbers>(count), goal});
+      }
+      for (const U32 count : {8U, 4096U, 1'000'000U}) {
+        to.push_back({"hash.churn." + std::to_string(count), churns<OurNumbers>(count), peer,
+                      churns<AbslNumbers>(count), goal});
+      }
+    },
+    20);
 
 }  // namespace
 }  // namespace Bench

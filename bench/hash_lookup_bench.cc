@@ -76,20 +76,22 @@ void missRow(std::vector<Row>& to, U32 count, double goal) {
                 "absl::flat_hash_map", misses<AbslNumbers>(count), goal});
 }
 
-const RowsOf rows([](std::vector<Row>& to) {
-  for (const U32 count : {1U, 4U, 8U})
-    hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", count, 0.6);
-  hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", 64, 0.8);
-  hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", 4096, 0.8);
-  hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", 1'000'000, 1.0);
-  missRow(to, 64, 0.9);
-  missRow(to, 4096, 1.0);
-  missRow(to, 1'000'000, 1.2);
-  for (const U32 count : {1U, 4U, 64U})
-    hitRow<OurTexts, AbslTexts>(to, "hash.string.hit.", count, 0.6);
-  hitRow<OurTexts, AbslTexts>(to, "hash.string.hit.", 4096, 0.8);
-  hitRow<OurTexts, AbslTexts>(to, "hash.string.hit.", 1'000'000, 1.0);
-});
+const RowsOf rows(
+    [](std::vector<Row>& to) {
+      for (const U32 count : {1U, 4U, 8U})
+        hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", count, 0.6);
+      hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", 64, 0.8);
+      hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", 4096, 0.8);
+      hitRow<OurNumbers, AbslNumbers>(to, "hash.u32.hit.", 1'000'000, 1.0);
+      missRow(to, 64, 0.9);
+      missRow(to, 4096, 1.0);
+      missRow(to, 1'000'000, 1.2);
+      for (const U32 count : {1U, 4U, 64U})
+        hitRow<OurTexts, AbslTexts>(to, "hash.string.hit.", count, 0.6);
+      hitRow<OurTexts, AbslTexts>(to, "hash.string.hit.", 4096, 0.8);
+      hitRow<OurTexts, AbslTexts>(to, "hash.string.hit.", 1'000'000, 1.0);
+    },
+    10);
 
 }  // namespace
 }  // namespace Bench

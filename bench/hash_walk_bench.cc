@@ -81,16 +81,19 @@ Body erasesWalking(U32 count) {
   };
 }
 
-const RowsOf rows([](std::vector<Row>& to) {
-  for (const U32 count : {4U, 64U, 4096U}) {
-    to.push_back({"hash.iterate." + std::to_string(count), iterates<OurNumbers>(count),
-                  "absl::flat_hash_map", iterates<AbslNumbers>(count), 0.5});
-  }
-  for (const U32 count : {64U, 4096U}) {
-    to.push_back({"hash.iterate_erasing." + std::to_string(count), erasesWalking<OurNumbers>(count),
-                  "absl, keys collected", erasesWalking<AbslNumbers>(count), 0.8});
-  }
-});
+const RowsOf rows(
+    [](std::vector<Row>& to) {
+      for (const U32 count : {4U, 64U, 4096U}) {
+        to.push_back({"hash.iterate." + std::to_string(count), iterates<OurNumbers>(count),
+                      "absl::flat_hash_map", iterates<AbslNumbers>(count), 0.5});
+      }
+      for (const U32 count : {64U, 4096U}) {
+        to.push_back({"hash.iterate_erasing." + std::to_string(count),
+                      erasesWalking<OurNumbers>(count), "absl, keys collected",
+                      erasesWalking<AbslNumbers>(count), 0.8});
+      }
+    },
+    30);
 
 }  // namespace
 }  // namespace Bench

@@ -1,5 +1,6 @@
 // Counted pointers and slabs.
 
+#include <dlfcn.h>
 #include <mimalloc.h>
 
 #include <array>
@@ -8,6 +9,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -62,6 +64,7 @@ struct Object {
 
 // As an object of the runtime comes and goes, its type entered and taken off again.
 struct Ours {
+  static void load() {}
   template <std::size_t Size>
   static void* take() {
     return Velo::trackedNew<Object<Size>>(Size);
@@ -71,14 +74,31 @@ struct Ours {
     Velo::trackedDelete<Object<Size>>(block);
   }
 };
+// Loaded and not linked, for its library would take the place of malloc in the whole process, and
+// every other row would run on it.
+template <class Function>
+Function* ofMimalloc(const char* name) {
+  static void* const library = dlopen("libmimalloc.so.2", RTLD_NOW | RTLD_LOCAL);
+  void* const found = library == nullptr ? nullptr : dlsym(library, name);
+  if (found == nullptr) throw std::runtime_error(dlerror());
+  return reinterpret_cast<Function*>(found);
+}
+// Called through a pointer each, as functions of a library that is linked are.
+decltype(mi_malloc)* mimallocTake = nullptr;
+decltype(mi_free)* mimallocGive = nullptr;
+
 struct Mimalloc {
+  static void load() {
+    mimallocTake = ofMimalloc<decltype(mi_malloc)>("mi_malloc");
+    mimallocGive = ofMimalloc<decltype(mi_free)>("mi_free");
+  }
   template <std::size_t Size>
   static void* take() {
-    return mi_malloc(Size);
+    return mimallocTake(Size);
   }
   template <std::size_t Size>
   static void give(void* block) {
-    mi_free(block);
+    mimallocGive(block);
   }
 };
 
@@ -93,6 +113,7 @@ void* makeOne() {
 
 template <class Allocator, std::size_t... Sizes>
 void pairsOf(benchmark::State& state, std::index_sequence<Sizes...> /*sizes*/) {
+  Allocator::load();
   for (auto _ : state) {
     (Allocator::template give<Sizes>(makeOne<Allocator, Sizes>()), ...);
   }
@@ -121,6 +142,7 @@ struct Standing {
 template <class Allocator, std::size_t... Sizes>
 void churnOf(benchmark::State& state, std::index_sequence<Sizes...> /*sizes*/) {
   const std::vector<U32> order = rounds(256, 4096, 5);
+  Allocator::load();
   std::tuple<Standing<Allocator, Sizes>...> standing;
   for (auto _ : state) {
     for (const U32 at : order) (std::get<Standing<Allocator, Sizes>>(standing).exchange(at), ...);
@@ -131,24 +153,26 @@ void churnOf(benchmark::State& state, std::index_sequence<Sizes...> /*sizes*/) {
 
 using Sizes = std::index_sequence<32, 48, 64, 96, 128, 160, 192, 256>;
 
-const RowsOf rows([](std::vector<Row>& to) {
-  to.push_back({"ptr.copy",
-                [](benchmark::State& state) {
-                  copiesPointers<Velo::Ptr<Target>>(state, [] { return Velo::make<Target>(); });
-                },
-                "boost::intrusive_ptr",
-                [](benchmark::State& state) {
-                  using Pointer = boost::intrusive_ptr<PeerTarget>;
-                  copiesPointers<Pointer>(state, [] { return Pointer(new PeerTarget); });
-                },
-                1.5});
-  to.push_back({"slab.pair", [](benchmark::State& state) { pairsOf<Ours>(state, Sizes()); },
-                "mimalloc", [](benchmark::State& state) { pairsOf<Mimalloc>(state, Sizes()); },
-                0.35});
-  to.push_back({"slab.churn", [](benchmark::State& state) { churnOf<Ours>(state, Sizes()); },
-                "mimalloc", [](benchmark::State& state) { churnOf<Mimalloc>(state, Sizes()); },
-                0.35});
-});
+const RowsOf rows(
+    [](std::vector<Row>& to) {
+      to.push_back({"ptr.copy",
+                    [](benchmark::State& state) {
+                      copiesPointers<Velo::Ptr<Target>>(state, [] { return Velo::make<Target>(); });
+                    },
+                    "boost::intrusive_ptr",
+                    [](benchmark::State& state) {
+                      using Pointer = boost::intrusive_ptr<PeerTarget>;
+                      copiesPointers<Pointer>(state, [] { return Pointer(new PeerTarget); });
+                    },
+                    1.5});
+      to.push_back({"slab.pair", [](benchmark::State& state) { pairsOf<Ours>(state, Sizes()); },
+                    "mimalloc", [](benchmark::State& state) { pairsOf<Mimalloc>(state, Sizes()); },
+                    0.35});
+      to.push_back({"slab.churn", [](benchmark::State& state) { churnOf<Ours>(state, Sizes()); },
+                    "mimalloc", [](benchmark::State& state) { churnOf<Mimalloc>(state, Sizes()); },
+                    0.35});
+    },
+    40);
 
 }  // namespace
 }  // namespace Bench
