@@ -552,6 +552,7 @@ void WalkModel::pass(Switch& one) {
                 [&](const auto& output) { return !element(id).interfaces.contains(output.first); });
   const auto interfaces = element(id).interfaces;
   for (const auto& [name, interfaceId] : interfaces) handleInterface(one, name);
+  for (const auto& [vtep, there] : one.statuses) one.vteps.at(vtep, {});
 }
 
 void WalkModel::handleInterface(Switch& one, const std::string& name) {

@@ -1,12 +1,13 @@
 #pragma once
 // A second, much simpler account of what operations do: which elements, interfaces, groups, names
 // and native VLANs stand in the model, and which machines. It knows nothing of notifications.
-// VLANs, VNIs and domains are followed only as far as the contracts need.
+// VLANs, VNIs and domains are followed only as far as the contracts need. Of VTEPs it knows which
+// configurations there are, and what a first one may keep at the end; which VNIs stand in them, on
+// which ports, is foretold by ProvisioningAccount, for a fabric that does not change.
 //
 // The random walk asks it three things: whether an operation may be done now, what a dump shows
 // after it, and at the end what the machines leave behind and by which rule.
 
-#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -16,39 +17,9 @@
 #include <vector>
 
 #include "host/Operation.h"
+#include "tests/host/in_order.h"
 
 namespace Fabrion::Test {
-
-// A small map that is walked in the order of insertion, as the collections of the entities are.
-template <class Key, class Value>
-class InOrder {
- public:
-  using key_type = Key;
-
-  auto begin() { return entries_.begin(); }
-  auto end() { return entries_.end(); }
-  auto begin() const { return entries_.begin(); }
-  auto end() const { return entries_.end(); }
-  auto find(const Key& key) {
-    return std::find_if(begin(), end(), [&](const auto& entry) { return entry.first == key; });
-  }
-  auto find(const Key& key) const {
-    return std::find_if(begin(), end(), [&](const auto& entry) { return entry.first == key; });
-  }
-  bool contains(const Key& key) const { return find(key) != end(); }
-  // The value at the key; `fresh` where there was none.
-  Value& at(const Key& key, Value fresh) {
-    const auto found = find(key);
-    if (found != end()) return found->second;
-    return entries_.emplace_back(key, std::move(fresh)).second;
-  }
-  bool erase(const Key& key) {
-    return std::erase_if(entries_, [&](const auto& entry) { return entry.first == key; }) != 0;
-  }
-
- private:
-  std::vector<std::pair<Key, Value>> entries_;
-};
 
 class WalkModel {
  public:
@@ -73,11 +44,14 @@ class WalkModel {
   // The part of a dump that the model accounts for.
   Json expected() const;
   static Json accountedFor(Json state);
+  static Json namesOf(const Json& object);
 
   // The parts of a whole dump once no machine runs any more: what is left of the elements and of
   // the switches' outputs.
   Json elementsLeft() const;
+  // With the names alone of the VTEP configurations; the second says what else is wrong with them.
   Json outputsLeft() const;
+  std::string mistakeInVteps(const std::string& switchName, const Json& vteps) const;
   // The rules by which that is left, with the number of things left by each.
   std::map<std::string, U32> rests() const;
 
@@ -170,6 +144,9 @@ class WalkModel {
     U64 registered = 0;
     std::map<std::string, int> followedPorts = {};
     std::map<std::string, U32> native = {};
+    InOrder<std::string, bool> statuses = {};
+    // The oldest first, each with the pairs of an earlier run.
+    InOrder<std::string, std::map<std::pair<std::string, U32>, U32>> vteps = {};
     std::string strayVlans = {};  // of an earlier run, that no pass looks at
   };
   struct Merged {
@@ -291,6 +268,7 @@ class WalkModel {
   Json groupJson(const Interface& group) const;
   Json elementJson(const Element& one) const;
   Json allowedLeft(const std::string& switchName) const;
+  static Json namesOfVteps(const Switch& one);
 
   std::vector<Port> topologyPorts_;
   std::vector<Group> topologyGroups_;
@@ -311,6 +289,7 @@ class WalkModel {
   std::vector<Merged> mergedObjects_;
   InOrder<std::string, int> merged_;
   std::map<std::string, Switch> switches_;
+  std::set<std::pair<std::string, std::string>> maps_;  // their domains
 
   std::vector<Asked> askedObjects_;
   std::map<Host::HostRequestName, Request> hostRequests_;

@@ -241,12 +241,17 @@ struct WalkModel::Apply {
     if (what.remoteHosts.erase(op.hostname) != 0) remoteChanged(op.request, op.hostname);
   }
 
-  // Static maps are not part of the walk.
+  // Static maps: which ranges they hold makes no difference to what this account follows.
 
-  void operator()(const Op::MapAdd& /*op*/) const { avoid("static maps"); }
-  void operator()(const Op::MapDel& /*op*/) const { avoid("static maps"); }
-  void operator()(const Op::RangeSet& /*op*/) const { avoid("static maps"); }
-  void operator()(const Op::RangeDel& /*op*/) const { avoid("static maps"); }
+  void operator()(const Op::MapAdd& op) const {
+    to.maps_.insert({op.domain.first, op.domain.second});
+  }
+  void operator()(const Op::MapDel& op) const {
+    map(op.domain);
+    to.maps_.erase({op.domain.first, op.domain.second});
+  }
+  void operator()(const Op::RangeSet& op) const { map(op.domain); }
+  void operator()(const Op::RangeDel& op) const { map(op.domain); }
 
   // Switches
 
@@ -262,6 +267,11 @@ struct WalkModel::Apply {
         BrindleUtils::computeVlanSet(kept, Nimbo::String(list->list));
         for (U16 vlan = 1; vlan <= 4094; ++vlan) kept->doRemove(vlan);
         one.strayVlans = std::string(kept->multiRangeString().view());
+      }
+      if (const auto* const vteps = std::get_if<Host::VtepMappings>(&part)) {
+        for (const auto& [vtep, mappings] : vteps->mappingsOfVtep) {
+          for (const auto& [port, vlan, vni] : mappings) one.vteps.at(vtep, {})[{port, vlan}] = vni;
+        }
       }
     }
   }
@@ -282,8 +292,14 @@ struct WalkModel::Apply {
     one.element = none;
     one.followedPorts.clear();
   }
-  void operator()(const Op::VtepAdd& op) const { switchNamed(op.switchName); }
-  void operator()(const Op::VtepDel& op) const { switchNamed(op.switchName); }
+  void operator()(const Op::VtepAdd& op) const {
+    Switch& one = switchNamed(op.switchName);
+    one.statuses.at(op.vtep, true);
+    if (one.element != none) one.vteps.at(op.vtep, {});
+  }
+  void operator()(const Op::VtepDel& op) const {
+    switchNamed(op.switchName).statuses.erase(op.vtep);
+  }
   void operator()(const Op::Mount& op) const { switchNamed(op.switchName); }
   void operator()(const Op::MountUpdate& op) const { switchNamed(op.switchName); }
 
@@ -400,6 +416,9 @@ struct WalkModel::Apply {
     const auto found = to.switches_.find(name);
     if (found == to.switches_.end()) refuse("no such switch");
     return found->second;
+  }
+  void map(const Host::DomainName& domain) const {
+    if (!to.maps_.contains({domain.first, domain.second})) refuse("no such map");
   }
   AskedVlan& vlan(const RequestName& request, U32 vlan) const {
     Asked& what = to.asked(to.requestNamed(request).asked);
@@ -575,8 +594,10 @@ WalkModel::Json WalkModel::expected() const {
   }
   Json switches = Json::object();
   Json natives = Json::object();
+  Json vteps = Json::object();
   for (const auto& [name, one] : switches_) {
     if (one.running) switches[name] = {{"switchElement", one.element != none}};
+    vteps[name] = namesOfVteps(one);
     natives[name] = one.native;
     if (one.native.empty()) natives[name] = Json::object();
   }
@@ -585,7 +606,8 @@ WalkModel::Json WalkModel::expected() const {
        {{"networkElementSm", machines}, {"switchNodeSm", switches}, {"topologySm", topologyRuns_}}},
       {"networkElement", elements},
       {"portNativeVlan", natives},
-      {"resourcesForHostname", requests}};
+      {"resourcesForHostname", requests},
+      {"vtepConfig", vteps}};
 }
 
 WalkModel::Json WalkModel::accountedFor(Json state) {
@@ -602,7 +624,11 @@ WalkModel::Json WalkModel::accountedFor(Json state) {
     for (auto& vlan : request["vlan"]) vlan = Json(vlan["referrer"]);
   }
   Json natives = Json::object();
-  for (auto& [name, outputs] : state["switch"].items()) natives[name] = outputs["portNativeVlan"];
+  Json vteps = Json::object();
+  for (auto& [name, outputs] : state["switch"].items()) {
+    natives[name] = outputs["portNativeVlan"];
+    vteps[name] = namesOf(outputs["vtepConfig"]);
+  }
   Json& machines = state["machine"];
   return {{"machine",
            {{"networkElementSm", machines["networkElementSm"]},
@@ -610,7 +636,38 @@ WalkModel::Json WalkModel::accountedFor(Json state) {
             {"topologySm", machines["topologySm"]}}},
           {"networkElement", elements},
           {"portNativeVlan", natives},
-          {"resourcesForHostname", state["resourcesForHostname"]}};
+          {"resourcesForHostname", state["resourcesForHostname"]},
+          {"vtepConfig", vteps}};
+}
+
+WalkModel::Json WalkModel::namesOf(const Json& object) {
+  Json names = Json::array();
+  for (const auto& [name, value] : object.items()) names.push_back(name);
+  return names;
+}
+
+WalkModel::Json WalkModel::namesOfVteps(const Switch& one) {
+  std::set<std::string> names;
+  for (const auto& [vtep, mappings] : one.vteps) names.insert(vtep);
+  return names;
+}
+
+// A machine that ends takes all that it followed out of the first configuration.
+std::string WalkModel::mistakeInVteps(const std::string& switchName, const Json& vteps) const {
+  const auto& known = switches_.at(switchName).vteps;
+  if (known.empty()) return "";
+  const auto& [first, left] = *known.begin();
+  if (!vteps.contains(first)) return "";  // its absence shows elsewhere
+  for (const auto& [port, mappings] : vteps[first].items()) {
+    for (const auto& [vlan, vni] : mappings.items()) {
+      const auto found = left.find({port, static_cast<U32>(std::stoul(vlan))});
+      if (found == left.end()) {
+        return "VLAN " + vlan + " of " + port + " stays in the first VTEP configuration of " +
+               switchName;
+      }
+    }
+  }
+  return "";
 }
 
 // What is left
@@ -651,7 +708,7 @@ WalkModel::Json WalkModel::outputsLeft() const {
     outputs[name] = {{"portAllowedVlanList", allowedLeft(name)},
                      {"portNativeVlan", one.native.empty() ? Json::object() : Json(one.native)},
                      {"vlanList", one.strayVlans},
-                     {"vtepConfig", Json::object()}};
+                     {"vtepConfig", namesOfVteps(one)}};
   }
   return outputs;
 }
@@ -695,6 +752,7 @@ std::map<std::string, U32> WalkModel::rests() const {
     }
   }
   for (const auto& [name, one] : switches_) {
+    if (!one.vteps.empty()) ++rests["a VTEP configuration outlives the status that brought it"];
     if (!one.strayVlans.empty()) ++rests["only VLANs 1 to 4094 of an earlier run are looked at"];
     if (!one.native.empty()) ++rests["a native VLAN is taken off an output only by its own change"];
   }
