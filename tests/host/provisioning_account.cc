@@ -546,6 +546,23 @@ struct ProvisioningAccount::Apply {
   template <class T>
   void operator()(const T& /*op*/) const {}
 
+  // Nothing moves VLANs any more, and all are taken off the ports, as is what edges brought.
+  void operator()(const Op::TopologyStop& /*op*/) const {
+    to.topologyRuns_ = false;
+    for (auto& [name, one] : to.switches_) {
+      for (const char* port : {"e1", "e2", "e3", group}) {
+        const auto found = one.ports.find(port);
+        if (found == one.ports.end()) continue;
+        const auto vlans = found->second.vlans;
+        for (const auto& [vlan, entry] : vlans) {
+          if (to.vlanOf(one, port, vlan) != nullptr) to.vlanDel(one, port, vlan);
+        }
+        one.members.erase(port);
+        if (hasHost(port, name)) to.portDel(one, port);
+      }
+    }
+  }
+
   void operator()(const Op::SwitchNew& op) const {
     Switch& one = to.switches_.at(op.switchName);
     Outputs& outputs = one.outputs;

@@ -170,6 +170,7 @@ class ProvisioningAccount {
     return domain.second.empty() ? domain.first : domain.first + "/" + domain.second;
   }
 
+  bool topologyRuns_ = true;
   std::map<std::string, Switch> switches_;
   InOrder<Host::DomainName, Ranges> maps_;
   std::map<Host::HostRequestName, Request> hostRequests_;

@@ -108,8 +108,9 @@ bool ProvisioningAccount::allows(const Operation& operation) const {
         } else if constexpr (std::is_same_v<T, Op::MemberAdd> || std::is_same_v<T, Op::MemberDel>) {
           return op.host == "s1" && op.group == group && op.port != "e3";
         } else {
-          return std::is_same_v<T, Op::SwitchAnnounce> || std::is_same_v<T, Op::VtepAdd> ||
-                 std::is_same_v<T, Op::VtepDel> || std::is_same_v<T, Op::MapAdd>;
+          return std::is_same_v<T, Op::TopologyStop> || std::is_same_v<T, Op::SwitchAnnounce> ||
+                 std::is_same_v<T, Op::VtepAdd> || std::is_same_v<T, Op::VtepDel> ||
+                 std::is_same_v<T, Op::MapAdd>;
         }
       },
       operation);
@@ -138,6 +139,7 @@ U32 ProvisioningAccount::staticVni(const DomainName& domain, U32 vlan) const {
 ProvisioningAccount::AskedVlans ProvisioningAccount::askedOn(const std::string& name,
                                                              const std::string& port) const {
   AskedVlans asked;
+  if (!topologyRuns_) return asked;
   const auto add = [&](const Request& request) {
     if (!request.running) return;
     for (const auto& [vlan, of] : request.vlans) {
@@ -176,7 +178,8 @@ std::set<U32> ProvisioningAccount::wantedVnis(const std::string& name, const std
 }
 
 ProvisioningAccount::Operations ProvisioningAccount::standing() const {
-  Operations made = fabric();
+  Operations made;
+  if (topologyRuns_) made = fabric();
   for (const auto& [domain, ranges] : maps_) {
     Op::MapAdd map{domain, {}};
     for (const auto& [range, vnis] : ranges) {
@@ -218,6 +221,13 @@ ProvisioningAccount::Operations ProvisioningAccount::standing() const {
 ProvisioningAccount::Outputs ProvisioningAccount::rebuilt(const std::string& name) const {
   const Switch& one = switches_.at(name);
   Outputs made;
+  if (!topologyRuns_) {
+    // Only a client's request brings the element, with a port that nothing provisions.
+    const bool isThere = std::any_of(
+        portRequests_.begin(), portRequests_.end(),
+        [&](const auto& of) { return of.second.running && of.first.switchName == name; });
+    if (!isThere) return made;
+  }
   for (const auto& [vtep, there] : one.statuses) made.vteps.at(vtep, {});
   for (const auto& [port, entry] : one.ports) {
     const AskedVlans asked = askedOn(name, port);
@@ -236,7 +246,7 @@ ProvisioningAccount::Outputs ProvisioningAccount::rebuilt(const std::string& nam
         natives.insert(*of.native);
       }
     }
-    if (natives.size() == 1) made.native[port] = *natives.begin();
+    if (topologyRuns_ && natives.size() == 1) made.native[port] = *natives.begin();
   }
   return made;
 }
@@ -290,6 +300,8 @@ std::vector<ProvisioningAccount::Difference> ProvisioningAccount::differences(
       rules.insert(membersAreSilent);
     } else if (one.ports.contains(port) && one.ports.find(port)->second.native.empty()) {
       rules.insert(nativesOfTheModel);
+    } else if (!topologyRuns_ && one.ports.contains(port)) {
+      rules.insert(topologyLeaves);
     }
     all.push_back({"portNativeVlan " + port, rules});
   }
@@ -297,7 +309,11 @@ std::vector<ProvisioningAccount::Difference> ProvisioningAccount::differences(
   for (const auto& [vtep, mapping] : now.vteps) {
     if (!then.vteps.contains(vtep)) {
       Names rules;
-      if (!one.statuses.contains(vtep)) rules.insert(statusGone);
+      if (!one.statuses.contains(vtep)) {
+        rules.insert(statusGone);
+      } else if (!topologyRuns_) {
+        rules.insert(topologyLeaves);
+      }
       all.push_back({"vtepConfig " + vtep, rules});
       continue;
     }

@@ -31,9 +31,13 @@ inline constexpr const char* portDomainsAreShared =
 inline constexpr const char* groupsKeep =
     "a member that parts leaves the group the VNIs and domains that the member itself keeps";
 
+inline constexpr const char* topologyLeaves =
+    "as the topology's machine stops it leaves native VLANs of ports that clients hold, and VTEP "
+    "configurations";
+
 inline constexpr const char* all[] = {
     listsUpTo4094,   nativesOfTheModel,    membersAreSilent,    vtepsOnlyAdd,      statusGone,
     firstVtepOnly,   partedPortsWait,      rangesLeaveTheirVni, domainsShareAName, mapsWhileStopped,
-    portDomainsStay, portDomainsAreShared, groupsKeep};
+    portDomainsStay, portDomainsAreShared, groupsKeep,          topologyLeaves};
 
 }  // namespace Fabrion::Test::ProvisioningRules
