@@ -35,7 +35,7 @@ inline constexpr const char* topologyLeaves =
     "as the topology's machine stops it leaves native VLANs of ports that clients hold, and VTEP "
     "configurations";
 
-inline constexpr const char* all[] = {
+inline constexpr const char* everyRule[] = {
     listsUpTo4094,   nativesOfTheModel,    membersAreSilent,    vtepsOnlyAdd,      statusGone,
     firstVtepOnly,   partedPortsWait,      rangesLeaveTheirVni, domainsShareAName, mapsWhileStopped,
     portDomainsStay, portDomainsAreShared, groupsKeep,          topologyLeaves};
