@@ -18,7 +18,10 @@ std::string counted(std::size_t number, const char* one, const char* several) {
 
 std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ostream& err) {
   FabricOrProblems read = readFabric(files);
-  if (auto* const fabric = std::get_if<Fabric>(&read)) return std::move(*fabric);
+  if (auto* const fabric = std::get_if<Fabric>(&read)) {
+    for (const Problem& warning : read.warnings) err << toString(warning) + '\n' << std::flush;
+    return std::move(*fabric);
+  }
   for (const Problem& problem : std::get<std::vector<Problem>>(read)) {
     err << toString(problem) + '\n';
   }

@@ -12,8 +12,8 @@
 
 namespace Fabrion::Host {
 
-// The fabric that the files describe together; or nothing, and each mistake in them as a line on
-// `err`.
+// The fabric that the files describe together, and each warning as a line on `err`; or nothing, and
+// each mistake in the files as a line there.
 std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ostream& err);
 
 // Tells the mistakes on `err`, or on `out`, in one line, that there are none and how much was read.

@@ -12,6 +12,8 @@
 #include "host/Limits.h"
 #include "host/Mistakes.h"
 #include "host/NameChecks.h"
+#include "host/PlainFabric.h"
+#include "host/VniChecks.h"
 #include "host/WrittenFabric.h"
 
 namespace Fabrion::Host {
@@ -54,52 +56,15 @@ std::optional<std::string> readFile(const std::string& name, std::size_t documen
   return std::nullopt;
 }
 
-std::vector<std::string> texts(const std::vector<Word>& words) {
-  std::vector<std::string> result;
-  result.reserve(words.size());
-  for (const Word& word : words) result.push_back(word.text);
-  return result;
-}
-
-std::vector<Node> nodes(const std::vector<WrittenNode>& written) {
-  std::vector<Node> result;
-  result.reserve(written.size());
-  for (const WrittenNode& each : written) {
-    Node node{each.name.text, each.hostname.text, texts(each.ports), {}};
-    for (const WrittenGroup& group : each.groups) {
-      node.groups.push_back({group.name.text, texts(group.members)});
-    }
-    result.push_back(std::move(node));
-  }
-  return result;
-}
-
-// Only of a fabric without a mistake, in which all is there that `WrittenFabric.h` calls optional.
-Fabric withoutPlaces(const WrittenFabric& written) {
-  Fabric fabric;
-  fabric.switches = nodes(written.switches);
-  fabric.hosts = nodes(written.hosts);
-  for (const WrittenLink& link : written.links) {
-    fabric.links.push_back(
-        {{link.a->node.text, link.a->port.text}, {link.b->node.text, link.b->port.text}});
-  }
-  for (const WrittenRequest& request : written.requests) {
-    if (request.hostname) {
-      fabric.hostnameRequests.push_back(
-          {request.client->text, request.hostname->text, request.vlans});
-    } else {
-      fabric.portRequests.push_back({request.client->text, request.switchName->text,
-                                     request.port->text, request.vlans, request.nativeVlan,
-                                     texts(request.remoteHosts)});
-    }
-  }
-  return fabric;
-}
-
-FabricOrProblems judged(const WrittenFabric& written, Mistakes& mistakes) {
+FabricOrProblems judged(const WrittenFabric& written, Mistakes& mistakes,
+                        const std::vector<std::string>& files) {
+  Mistakes warnings(files);
   checkNames(written, mistakes);
+  checkVnis(written, mistakes, warnings);
   if (!mistakes.none()) return mistakes.sorted();
-  return withoutPlaces(written);
+  FabricOrProblems fabric = plainFabric(written, files);
+  fabric.warnings = warnings.sorted();
+  return fabric;
 }
 
 }  // namespace
@@ -115,7 +80,7 @@ std::string toString(const Problem& problem) {
 FabricOrProblems parseFabric(const std::vector<DocumentText>& documents) {
   std::vector<std::string> files;
   for (const DocumentText& document : documents) files.push_back(document.file);
-  Mistakes mistakes(std::move(files));
+  Mistakes mistakes(files);
   WrittenFabric written;
   for (std::size_t i = 0; i < documents.size(); ++i) {
     if (documents[i].text.size() > Limits::fileBytes) {
@@ -125,7 +90,7 @@ FabricOrProblems parseFabric(const std::vector<DocumentText>& documents) {
     }
     parseDocument(i, documents[i].text, written, mistakes);
   }
-  return judged(written, mistakes);
+  return judged(written, mistakes, files);
 }
 
 FabricOrProblems readFabric(const std::vector<std::string>& files) {
@@ -139,7 +104,7 @@ FabricOrProblems readFabric(const std::vector<std::string>& files) {
       written.whole = false;
     }
   }
-  return judged(written, mistakes);
+  return judged(written, mistakes, files);
 }
 
 }  // namespace Fabrion::Host

@@ -31,7 +31,12 @@ struct DocumentText {
 
 // A fabric without a mistake, or every mistake found, in the order of files, lines and columns.
 // Never both: nobody shall be tempted to apply half a fabric.
-using FabricOrProblems = std::variant<Fabric, std::vector<Problem>>;
+struct FabricOrProblems : std::variant<Fabric, std::vector<Problem>> {
+  using variant::variant;
+  // With a fabric: what is right and may yet surprise, in the same order. Their texts start with
+  // "warning: ".
+  std::vector<Problem> warnings = {};
+};
 
 // Reads the files as one fabric: switches, hosts, links and requests of all of them add up, and
 // names may be used in one file that another declares. Lists of the fabric stand in the order

@@ -1,7 +1,6 @@
 #include "host/FabricParser.h"
 
 #include <algorithm>
-#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -10,6 +9,8 @@
 
 #include "host/FabricText.h"
 #include "host/Limits.h"
+#include "host/RequestParser.h"
+#include "host/StaticMapParser.h"
 #include "host/YamlShapes.h"
 
 namespace Fabrion::Host {
@@ -30,18 +31,12 @@ class Parser : private YamlShapes {
   void root(const YamlValue& node);
   void sections(const YamlValue& node, Place place);
 
-  bool spend(std::size_t& spent, std::size_t more, std::size_t limit, Place place,
-             const std::string& of);
   bool ports(const YamlValue& node, Place place, const std::string& of, std::vector<Word>& to);
   void nodes(const YamlValue& node, Place place, bool areSwitches);
   WrittenNode node(const Word& name, const YamlValue& body, bool isSwitch);
   void links(const YamlValue& node, Place place);
   void link(const YamlValue& node, Place place);
   std::optional<WrittenEnd> end(const YamlValue& node, Place place);
-  void requests(const YamlValue& node, Place place);
-  void request(const YamlValue& node, Place place);
-  void demandKeys(Place place, const std::map<std::string_view, Place>& written);
-  void vlans(const YamlValue& node, Place place, std::vector<U32>& to);
 
   const std::size_t document_;
   const std::string& text_;
@@ -106,26 +101,20 @@ void Parser::root(const YamlValue& node) {
 
 void Parser::sections(const YamlValue& node, Place place) {
   const auto version = [](const YamlValue&, Place) {};
-  const bool right =
-      keys(node, place, "the document",
-           {{"fabrion", version},
-            {"switches", [this](const YamlValue& value, Place at) { nodes(value, at, true); }},
-            {"hosts", [this](const YamlValue& value, Place at) { nodes(value, at, false); }},
-            {"links", [this](const YamlValue& value, Place at) { links(value, at); }},
-            {"requests", [this](const YamlValue& value, Place at) { requests(value, at); }}});
+  const bool right = keys(
+      node, place, "the document",
+      {{"fabrion", version},
+       {"switches", [this](const YamlValue& value, Place at) { nodes(value, at, true); }},
+       {"hosts", [this](const YamlValue& value, Place at) { nodes(value, at, false); }},
+       {"links", [this](const YamlValue& value, Place at) { links(value, at); }},
+       {"requests",
+        [this](const YamlValue& value, Place at) { readRequests(value, at, *this, fabric_); }},
+       {"static maps",
+        [this](const YamlValue& value, Place at) { readStaticMaps(value, at, *this, fabric_); }}});
   if (!right) fabric_.whole = false;
 }
 
 // ---- Switches and hosts
-
-bool Parser::spend(std::size_t& spent, std::size_t more, std::size_t limit, Place place,
-                   const std::string& of) {
-  if (spent > limit) return false;  // told already
-  spent += more;
-  if (spent <= limit) return true;
-  wrong(place, "more than " + std::to_string(limit) + " " + of + " in all documents together");
-  return false;
-}
 
 bool Parser::ports(const YamlValue& node, Place place, const std::string& of,
                    std::vector<Word>& to) {
@@ -172,7 +161,7 @@ void Parser::nodes(const YamlValue& node, Place place, bool areSwitches) {
 WrittenNode Parser::node(const Word& name, const YamlValue& body, bool isSwitch) {
   const Place place = name.place;
   const std::string of = (isSwitch ? "switch " : "host ") + shown(name.text);
-  WrittenNode node{name, name, {}, {}, true};
+  WrittenNode node{name, name, {}, {}};
   bool portsWritten = false;
   const auto readHostname = [&](const YamlValue& value, Place at) {
     if (auto word = this->name(value, at, "the hostname of " + of)) node.hostname = *word;
@@ -190,11 +179,25 @@ WrittenNode Parser::node(const Word& name, const YamlValue& body, bool isSwitch)
     };
     named(value, at, "the port groups of " + of, group);
   };
+  const auto readVteps = [&](const YamlValue& value, Place at) {
+    if (!isSwitch) {
+      wrong(at, "'vteps' in " + of + "; expected it in a switch alone");
+      return;
+    }
+    oneOrMore(value, at, "the VTEPs of " + of, [&](const YamlValue& each, Place where) {
+      auto vtep = this->name(each, where, "a VTEP of " + of);
+      if (vtep && spend(fabric_.names, 1, Limits::names, vtep->place, "names")) {
+        node.vteps.push_back(*std::move(vtep));
+      }
+    });
+  };
   // Nothing behind the name of a host leaves everything at its default.
   if (!(body.isNothing() && !isSwitch)) {
-    const bool right =
-        keys(body, place, of,
-             {{"hostname", readHostname}, {"ports", readPorts}, {"groups", readGroups}});
+    const bool right = keys(body, place, of,
+                            {{"hostname", readHostname},
+                             {"ports", readPorts},
+                             {"groups", readGroups},
+                             {"vteps", readVteps}});
     // An unknown key may well be a misspelt `ports`.
     if (!right) node.whole = false;
     if (right && isSwitch && !portsWritten) {
@@ -260,103 +263,6 @@ std::optional<WrittenEnd> Parser::end(const YamlValue& node, Place place) {
   if (!fault) return end;
   wrong(at, fault->text + ", in the end of a link " + shown(text));
   return std::nullopt;
-}
-
-// ---- Requests
-
-void Parser::requests(const YamlValue& node, Place place) {
-  list(node, place, "the requests", [this](const YamlValue& each, Place at) { request(each, at); });
-}
-
-void Parser::vlans(const YamlValue& node, Place place, std::vector<U32>& to) {
-  VlanSet set;
-  oneOrMore(node, place, "the VLANs", [&](const YamlValue& each, Place at) {
-    const auto text = scalar(each, at, "VLANs");
-    const auto fault = text ? parseVlans(*text, set) : std::nullopt;
-    if (fault) wrong(placeOf(each, at), fault->text);
-  });
-  // A long list of few VLANs costs time, if not memory, and aliases may repeat it.
-  const std::size_t cost = std::max(set.count(), node.values.size());
-  if (!spend(fabric_.vlans, cost, Limits::vlans, placeOf(node, place), "VLANs")) return;
-  for (U32 vlan = 1; vlan <= maxVlan; ++vlan) {
-    if (set.test(vlan)) to.push_back(vlan);
-  }
-}
-
-void Parser::request(const YamlValue& node, Place place) {
-  WrittenRequest request;
-  request.place = placeOf(node, place);
-  std::map<std::string_view, Place> written;
-  const auto word = [&](std::string_view key, const char* what, std::optional<Word>& to) {
-    return Key{key, [this, &written, &to, key, what](const YamlValue& value, Place at) {
-                 written.emplace(key, at);
-                 to = name(value, at, what);
-               }};
-  };
-  const auto readPort = [&](const YamlValue& value, Place at) {
-    written.emplace("port", at);
-    request.port = portName(value, at, "the port of a request");
-  };
-  const auto readVlans = [&](const YamlValue& value, Place at) {
-    written.emplace("vlans", at);
-    vlans(value, at, request.vlans);
-  };
-  const auto readNative = [&](const YamlValue& value, Place at) {
-    written.emplace("native", at);
-    const auto text = scalar(value, at, "the native VLAN");
-    if (!text) return;
-    const auto vlan = parseVlan(*text);
-    if (const auto* fault = std::get_if<Wrong>(&vlan)) {
-      wrong(placeOf(value, at), fault->text);
-    } else {
-      request.nativeVlan = std::get<U32>(vlan);
-    }
-  };
-  const auto readRemoteHosts = [&](const YamlValue& value, Place at) {
-    written.emplace("remote hosts", at);
-    oneOrMore(value, at, "the remote hosts", [&](const YamlValue& each, Place where) {
-      auto host = name(each, where, "a remote host");
-      if (host && spend(fabric_.names, 1, Limits::names, host->place, "names")) {
-        request.remoteHosts.push_back(*std::move(host));
-      }
-    });
-  };
-  const bool right = keys(node, place, "a request",
-                          {word("client", "the client of a request", request.client),
-                           word("switch", "the switch of a request", request.switchName),
-                           {"port", readPort},
-                           word("hostname", "the hostname of a request", request.hostname),
-                           {"vlans", readVlans},
-                           {"native", readNative},
-                           {"remote hosts", readRemoteHosts}});
-  if (!node.isMap()) return;
-  // A key that is missing next to an unknown one is most likely that one, misspelt.
-  if (right) demandKeys(request.place, written);
-  fabric_.requests.push_back(std::move(request));
-}
-
-void Parser::demandKeys(Place place, const std::map<std::string_view, Place>& written) {
-  const auto has = [&](std::string_view key) { return written.contains(key); };
-  const auto demand = [&](bool met, const char* text) {
-    if (!met) wrong(place, text);
-  };
-  demand(has("client"), "a request of nobody; expected the key 'client'");
-  if (has("hostname")) {
-    for (const std::string_view key : {"switch", "port", "native", "remote hosts"}) {
-      if (!has(key)) continue;
-      wrong(written.at(key), "'" + std::string(key) +
-                                 "' in a request for a hostname; expected it in a request on a "
-                                 "port of a switch alone");
-    }
-    demand(has("vlans"), "a request for a hostname without VLANs; expected the key 'vlans'");
-  } else if (has("switch") || has("port")) {
-    demand(has("switch"), "a request on a port without its switch; expected the key 'switch'");
-    demand(has("port"), "a request on a switch without a port; expected the key 'port'");
-    demand(has("vlans") || has("native") || has("remote hosts"),
-           "a request for nothing; expected 'vlans', 'native' or 'remote hosts'");
-  } else {
-    demand(false, "a request without a place; expected 'hostname', or 'switch' and 'port'");
-  }
 }
 
 }  // namespace

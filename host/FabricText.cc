@@ -86,6 +86,26 @@ std::optional<U32> number(std::string_view digits) {
   return value;
 }
 
+// `10` or `20-29`, each from 1 to `most` without leading zeros: 010 is eight to YAML readers and
+// ten to people. The range may fall.
+std::optional<NumberRange> numbers(std::string_view text, U32 most) {
+  const auto one = [&](std::string_view digits) -> std::optional<U32> {
+    const auto value = number(withoutBlanks(digits));
+    if (!value || *value < 1 || *value > most || withoutBlanks(digits)[0] == '0') return {};
+    return value;
+  };
+  const auto dash = text.find('-');
+  const auto low = one(text.substr(0, dash));
+  const auto high = dash == std::string_view::npos ? low : one(text.substr(dash + 1));
+  if (!low || !high) return std::nullopt;
+  return NumberRange{*low, *high};
+}
+
+Wrong falling(std::string_view range, const std::string& of) {
+  return {"the range " + shown(withoutBlanks(range)) + " falls; expected the lower " + of +
+          " first"};
+}
+
 std::variant<std::vector<Piece>, Wrong> piecesOf(std::string_view entry) {
   std::vector<Piece> pieces;
   std::string_view rest = entry;
@@ -219,28 +239,64 @@ std::variant<U32, Wrong> parseVlan(std::string_view text) {
   return Wrong{"no VLAN: " + shown(text) + "; expected a number from 1 to 4094"};
 }
 
-std::optional<Wrong> parseVlans(std::string_view text, VlanSet& vlans) {
+std::optional<Wrong> parseVlans(std::string_view text, std::vector<NumberRange>& vlans) {
   for (std::string_view rest = text;;) {
     const auto comma = rest.find(',');
     const std::string_view part = rest.substr(0, comma);
-    const auto dash = part.find('-');
-    const auto low = parseVlan(withoutBlanks(part.substr(0, dash)));
-    const auto high =
-        dash == std::string_view::npos ? low : parseVlan(withoutBlanks(part.substr(dash + 1)));
-    if (std::holds_alternative<Wrong>(low) || std::holds_alternative<Wrong>(high)) {
+    const auto range = numbers(part, maxVlan);
+    if (!range) {
       return Wrong{"no VLANs: " + shown(text) +
                    "; expected numbers from 1 to 4094 and ranges of them, as in 10 or 20-29"};
     }
-    const U32 first = std::get<U32>(low);
-    const U32 last = std::get<U32>(high);
-    if (last < first) {
-      return Wrong{"the range " + shown(withoutBlanks(part)) +
-                   " falls; expected the lower VLAN first"};
-    }
-    for (U32 vlan = first; vlan <= last; ++vlan) vlans.set(vlan);
+    if (range->high < range->low) return falling(part, "VLAN");
+    vlans.push_back(*range);
     if (comma == std::string_view::npos) return std::nullopt;
     rest = rest.substr(comma + 1);
   }
+}
+
+std::variant<NumberRange, Wrong> parseVlanRange(std::string_view text) {
+  const auto range = numbers(text, maxVlan);
+  if (!range) {
+    return Wrong{"no VLAN or range of VLANs: " + shown(text) +
+                 "; expected numbers from 1 to 4094, as in 10 or 20-29"};
+  }
+  if (range->high < range->low) return falling(text, "VLAN");
+  return *range;
+}
+
+std::variant<NumberRange, Wrong> parseVniRange(std::string_view text) {
+  const auto range = numbers(text, maxVni);
+  if (!range) {
+    return Wrong{"no VNI or range of VNIs: " + shown(text) +
+                 "; expected numbers from 1 to 16777215, as in 10100 or 10100-10199"};
+  }
+  if (range->high < range->low) return falling(text, "VNI");
+  return *range;
+}
+
+std::variant<DomainName, Wrong> parseDomain(std::string_view text) {
+  const auto slash = text.find('/');
+  const std::string_view first = text.substr(0, slash);
+  // What ends in a `/` has most likely lost its second field.
+  const std::string_view second = slash == std::string_view::npos ? first : text.substr(slash + 1);
+  for (const std::string_view field : {first, second}) {
+    const auto fault = checkName(field);
+    if (!fault) continue;
+    return Wrong{"no domain: " + shown(text) + ", " + fault->text +
+                 " in it; expected FIRST or FIRST/SECOND"};
+  }
+  if (slash == std::string_view::npos) return DomainName{std::string(first), ""};
+  return DomainName{std::string(first), std::string(second)};
+}
+
+std::string toString(const NumberRange& range) {
+  const std::string low = std::to_string(range.low);
+  return range.low == range.high ? low : low + "-" + std::to_string(range.high);
+}
+
+std::string toString(const DomainName& domain) {
+  return domain.second.empty() ? domain.first : domain.first + "/" + domain.second;
 }
 
 std::string nearNames(std::string_view wanted, const std::vector<std::string_view>& known) {

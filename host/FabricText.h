@@ -1,9 +1,8 @@
 #pragma once
-// The small texts of a fabric document: names, ranges of ports, lists of VLANs. Free of YAML, so
-// that each can be tested by itself. A function that can fail returns what is wrong as a text that
-// goes into a `Problem` as it stands.
+// The small texts of a fabric document: names, ranges of ports, lists of VLANs, VNIs, domains. Free
+// of YAML, so that each can be tested by itself. A function that can fail returns what is wrong as
+// a text that goes into a `Problem` as it stands.
 
-#include <bitset>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -11,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/OperationValues.h"
 #include "platform/Velo/Types.h"
 
 namespace Fabrion::Host {
@@ -38,15 +38,34 @@ std::variant<std::vector<std::string>, Wrong> expandPorts(std::string_view text)
 std::optional<Wrong> checkPortName(std::string_view text);
 
 constexpr U32 maxVlan = 4094;
-using VlanSet = std::bitset<maxVlan + 1>;
+constexpr U32 maxVni = 0xffffff;
 
 // One VLAN, 1 to `maxVlan`, in decimal digits without leading zeros: 010 is eight to YAML readers
 // and ten to people.
 std::variant<U32, Wrong> parseVlan(std::string_view text);
 
-// Adds `10`, `20-29` or several of them with commas between to `vlans`. On failure `vlans` may hold
-// a part of them.
-std::optional<Wrong> parseVlans(std::string_view text, VlanSet& vlans);
+// Adds `10`, `20-29` or several of them with commas between to `vlans`, as written. On failure
+// `vlans` may hold a part of them.
+std::optional<Wrong> parseVlans(std::string_view text, std::vector<NumberRange>& vlans);
+
+// `10` or `20-29`, and nothing with a comma.
+std::variant<NumberRange, Wrong> parseVlanRange(std::string_view text);
+
+// `10100` or `10100-10199`, from 1 to `maxVni`.
+std::variant<NumberRange, Wrong> parseVniRange(std::string_view text);
+
+// FIRST or FIRST/SECOND, split at the first `/`.
+std::variant<DomainName, Wrong> parseDomain(std::string_view text);
+
+inline std::size_t lengthOf(const NumberRange& range) {
+  return std::size_t{range.high} - range.low + 1;
+}
+
+// `10`, or `20-29`.
+std::string toString(const NumberRange& range);
+
+// FIRST/SECOND, or FIRST where the second field is empty.
+std::string toString(const DomainName& domain);
 
 // "; did you mean 'e11' or 'e12'?" with up to three of the `known` names that are at most two
 // keystrokes away, nearest first, or nothing. O(known).

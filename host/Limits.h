@@ -12,9 +12,13 @@ constexpr std::size_t values = std::size_t{1} << 20;
 constexpr std::size_t nameCharacters = 255;
 // Names that one written range stands for, entries that one list holds, and ports of one node.
 constexpr std::size_t listEntries = 4096;
-// Over all documents: ports, members of groups and remote hosts; and VLANs of all requests.
+// Over all documents: ports, members of groups, VTEPs and remote hosts; VLANs of all requests; VNIs
+// and domains of all requests, one for each VLAN that has it; and ranges of all static maps.
 constexpr std::size_t names = std::size_t{1} << 20;
 constexpr std::size_t vlans = std::size_t{1} << 24;
+constexpr std::size_t vnis = std::size_t{1} << 21;
+constexpr std::size_t domains = std::size_t{1} << 21;
+constexpr std::size_t staticRanges = std::size_t{1} << 20;
 // Nobody mends more at one go, and near names are looked up for far fewer.
 constexpr std::size_t problems = 10000;
 constexpr std::size_t suggestions = 200;

@@ -102,6 +102,13 @@ void NameChecks::declare(const WrittenNode& node, bool isSwitch) {
   KnownNode declared{&node, isSwitch, node.whole, {}, {}};
   declarePorts(declared);
   declareGroups(declared);
+  Names vteps;
+  for (const Word& vtep : node.vteps) {
+    const auto [first, isNew] = vteps.emplace(vtep.text, vtep.place);
+    if (isNew) continue;
+    wrong(vtep.place, "VTEP " + shown(vtep.text) + " of " + called(declared) +
+                          " is listed twice; the first stands" + standsAt(first->second));
+  }
   const Word& name = node.name;
   if (name.text == agentReferrer) {
     wrong(name.place, "a " + kind(declared) + " named '" + agentReferrer +

@@ -12,7 +12,8 @@ namespace Fabrion::Host {
 constexpr const char* agentName = "fabrion";
 
 // Adds to `mistakes`:
-// * names that stand twice: nodes, the ports and groups of a node, the links, a client's requests
+// * names that stand twice: nodes, the ports, groups and VTEPs of a node, the links, a client's
+// requests
 //   on one place, and a port in two groups;
 // * names that nobody declares, in groups, links and requests on ports. A hostname that no host has
 //   is none of them: the request waits for the host;

@@ -3,6 +3,7 @@
 // ranges, and what an earlier run left in a switch's outputs.
 
 #include <array>
+#include <compare>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -26,14 +27,14 @@ struct PortName {
 struct DomainName {
   std::string first;
   std::string second;
-  friend bool operator==(const DomainName&, const DomainName&) = default;
+  friend auto operator<=>(const DomainName&, const DomainName&) = default;
 };
 
 // Both bounds inclusive.
 struct NumberRange {
   U32 low = 0;
   U32 high = 0;
-  friend bool operator==(const NumberRange&, const NumberRange&) = default;
+  friend auto operator<=>(const NumberRange&, const NumberRange&) = default;
 };
 
 struct RangeMapping {

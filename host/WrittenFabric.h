@@ -1,8 +1,8 @@
 #pragma once
 // A fabric as it stands in its documents, each name with its place, before names are held against
-// each other. `FabricParser.h` fills it, `NameChecks.h` judges it, and `FabricDocument.cc` takes
-// the places off. It may be incomplete where a mistake has been reported; the `whole` flags say
-// where.
+// each other. `FabricParser.h` fills it, `NameChecks.h` and `VniChecks.h` judge it, and
+// `PlainFabric.h` takes the columns off. It may be incomplete where a mistake has been reported;
+// the `whole` flags say where.
 
 #include <compare>
 #include <cstddef>
@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/OperationValues.h"
 #include "platform/Velo/Types.h"
 
 namespace Fabrion::Host {
@@ -26,6 +27,16 @@ struct Word {
   Place place;
 };
 
+struct WrittenRange {
+  NumberRange range;
+  Place place;
+};
+
+struct WrittenDomain {
+  DomainName name;
+  Place place;
+};
+
 struct WrittenGroup {
   Word name;
   std::vector<Word> members;
@@ -36,6 +47,7 @@ struct WrittenNode {
   Word hostname;
   std::vector<Word> ports;  // ranges written out; the names of one range share its place
   std::vector<WrittenGroup> groups;
+  std::vector<Word> vteps = {};
   // False when some of the ports could not be read. A port that is not listed then is no mistake:
   // one mistake shall not be reported at every place that it spoils.
   bool whole = true;
@@ -53,6 +65,17 @@ struct WrittenLink {
   std::optional<WrittenEnd> b;
 };
 
+// Some VLANs of a request and what each of them gets.
+struct WrittenVnis {
+  WrittenRange vlans;
+  std::vector<WrittenRange> vnis;  // each as long as `vlans`
+};
+struct WrittenDomains {
+  Place place;
+  std::optional<std::vector<WrittenRange>> vlans;  // as those of a request; none for all of them
+  std::vector<WrittenDomain> domains;
+};
+
 // Without a mistake in it: a client, and either a hostname, or both a switch and a port.
 struct WrittenRequest {
   Place place;
@@ -60,9 +83,22 @@ struct WrittenRequest {
   std::optional<Word> hostname;
   std::optional<Word> switchName;
   std::optional<Word> port;
-  std::vector<U32> vlans;  // rising, 1 to 4094
+  std::vector<WrittenRange> vlans;  // rising, no two hold the same VLAN
+  bool allVlans = true;             // false when some of the VLANs could not be read
   std::optional<U32> nativeVlan;
+  Place nativePlace;
   std::vector<Word> remoteHosts;
+  std::vector<WrittenVnis> vnis;
+  std::vector<WrittenDomains> domains;
+};
+
+struct WrittenStaticRange {
+  WrittenRange vlans;
+  WrittenRange vnis;  // not shorter
+};
+struct WrittenStaticMap {
+  WrittenDomain domain;
+  std::vector<WrittenStaticRange> ranges;
 };
 
 struct WrittenFabric {
@@ -70,9 +106,13 @@ struct WrittenFabric {
   std::vector<WrittenNode> hosts;
   std::vector<WrittenLink> links;
   std::vector<WrittenRequest> requests;
+  std::vector<WrittenStaticMap> staticMaps;
   bool whole = true;      // false when a document, or a node's name, could not be read at all
   std::size_t names = 0;  // how much of `Limits` is spent
   std::size_t vlans = 0;
+  std::size_t vnis = 0;
+  std::size_t domains = 0;
+  std::size_t staticRanges = 0;
 };
 
 }  // namespace Fabrion::Host

@@ -59,6 +59,15 @@ std::string kindOf(const YamlValue& node) {
   return "nothing";
 }
 
+bool YamlShapes::spend(std::size_t& spent, std::size_t more, std::size_t limit, Place place,
+                       const std::string& of) {
+  if (spent > limit) return false;  // told already
+  spent += more;
+  if (spent <= limit) return true;
+  wrong(place, "more than " + std::to_string(limit) + " " + of + " in all documents together");
+  return false;
+}
+
 Place YamlShapes::placeOf(const YamlValue& node, Place otherwise) const {
   return node.isNothing() ? otherwise : lines_.place(document_, node.line, node.column);
 }
@@ -182,6 +191,51 @@ std::optional<Word> YamlShapes::portName(const YamlValue& node, Place place,
     return std::nullopt;
   }
   return word;
+}
+
+std::optional<WrittenDomain> YamlShapes::domain(const YamlValue& node, Place place) {
+  const Place at = placeOf(node, place);
+  if (node.isScalar()) {
+    auto domain = parseDomain(node.text);
+    if (const auto* fault = std::get_if<Wrong>(&domain)) {
+      wrong(at, fault->text);
+      return std::nullopt;
+    }
+    return WrittenDomain{std::get<DomainName>(std::move(domain)), at};
+  }
+  if (!node.isList() || node.values.size() != 2) {
+    wrong(at, (node.isList() ? "a list of " + std::to_string(node.values.size()) : kindOf(node)) +
+                  " as a domain; expected FIRST, FIRST/SECOND or [FIRST, SECOND]");
+    return std::nullopt;
+  }
+  const YamlValue& last = *node.values[1];
+  const bool noSecond = last.isScalar() && last.text.empty();
+  auto first = name(*node.values[0], at, "the first field of a domain");
+  auto second = noSecond ? Word{"", at} : name(last, at, "the second field of a domain");
+  if (!first || !second) return std::nullopt;
+  return WrittenDomain{{std::move(first->text), std::move(second->text)}, at};
+}
+
+std::optional<WrittenRange> YamlShapes::range(
+    const YamlValue& node, Place place, const std::string& what,
+    std::variant<NumberRange, Wrong> (*parse)(std::string_view)) {
+  const auto text = scalar(node, place, what);
+  if (!text) return std::nullopt;
+  const Place at = placeOf(node, place);
+  const auto range = parse(*text);
+  if (const auto* fault = std::get_if<Wrong>(&range)) {
+    wrong(at, fault->text);
+    return std::nullopt;
+  }
+  return WrittenRange{std::get<NumberRange>(range), at};
+}
+
+std::optional<WrittenRange> YamlShapes::vlanRange(const YamlValue& node, Place place) {
+  return range(node, place, "VLANs", parseVlanRange);
+}
+
+std::optional<WrittenRange> YamlShapes::vniRange(const YamlValue& node, Place place) {
+  return range(node, place, "VNIs", parseVniRange);
 }
 
 }  // namespace Fabrion::Host

@@ -10,8 +10,10 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
+#include "host/FabricText.h"
 #include "host/Mistakes.h"
 #include "host/WrittenFabric.h"
 #include "host/YamlTree.h"
@@ -59,6 +61,9 @@ class YamlShapes {
   using NamedEntry = std::function<void(Word name, const YamlValue& value)>;
 
   void wrong(Place place, std::string text) { mistakes_.add(place, std::move(text)); }
+  // Whether `limit` allows for `more`, which are then `spent`; says so once when it does not.
+  bool spend(std::size_t& spent, std::size_t more, std::size_t limit, Place place,
+             const std::string& of);
   Place placeOf(const YamlValue& node, Place otherwise) const;
   const Lines& lines() const { return lines_; }
 
@@ -73,8 +78,16 @@ class YamlShapes {
   std::optional<std::string> scalar(const YamlValue& node, Place place, const std::string& what);
   std::optional<Word> name(const YamlValue& node, Place place, const std::string& what);
   std::optional<Word> portName(const YamlValue& node, Place place, const std::string& what);
+  // FIRST, FIRST/SECOND or [FIRST, SECOND].
+  std::optional<WrittenDomain> domain(const YamlValue& node, Place place);
+  // A VLAN or VNI, or a range of them.
+  std::optional<WrittenRange> vlanRange(const YamlValue& node, Place place);
+  std::optional<WrittenRange> vniRange(const YamlValue& node, Place place);
 
  private:
+  std::optional<WrittenRange> range(const YamlValue& node, Place place, const std::string& what,
+                                    std::variant<NumberRange, Wrong> (*parse)(std::string_view));
+
   const std::size_t document_;
   const Lines lines_;
   Mistakes& mistakes_;

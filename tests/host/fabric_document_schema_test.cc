@@ -131,9 +131,15 @@ class Schema {
   bool membersHold(const Json& schema, const std::string& keyword, const Json& argument,
                    const Json& value) const {
     static const std::set<std::string> known{"required", "properties", "additionalProperties",
-                                             "propertyNames"};
+                                             "propertyNames", "dependentRequired"};
     if (!known.contains(keyword)) throw std::runtime_error("keyword " + keyword);
     if (!value.is_object()) return true;
+    if (keyword == "dependentRequired") {
+      for (const auto& [name, needed] : argument.items()) {
+        if (value.contains(name) && !membersHold(schema, "required", needed, value)) return false;
+      }
+      return true;
+    }
     if (keyword == "required") {
       return std::all_of(argument.begin(), argument.end(),
                          [&](const Json& name) { return value.contains(name.get<std::string>()); });
@@ -200,6 +206,19 @@ std::vector<std::string> rightDocuments() {
       request(R"("switch": "s", "port": "e1", "native": "7")"),
       request(R"("switch": "s", "port": "e1", "remote hosts": "far")"),
       request(R"("switch": 1, "port": 7, "remote hosts": ["far", 8], "vlans": 2, "native": 3)"),
+      R"({"fabrion": 1, "switches": {"a": {"ports": "e1", "vteps": "v"}}})",
+      R"({"fabrion": 1, "switches": {"a": {"ports": "e1", "vteps": ["v", 7]}}})",
+      request(R"("hostname": "x", "vlans": "1-9", "vnis": {})"),
+      request(R"("hostname": "x", "vlans": "1-9", "vnis": {"1": 16777215, "2": [7, "8"]})"),
+      request(R"("hostname": "x", "vlans": "1-9", "vnis": {"1-3": ["1-3", " 9 - 11 "]})"),
+      request(R"("hostname": "x", "vlans": "1-9", "domains": "a")"),
+      request(R"("hostname": "x", "vlans": "1-9", "domains": ["a/b", "a/b/c", ["x/y", ""], 7])"),
+      request(
+          R"("switch": "s", "port": "e1", "vlans": 1, "domains": {"1": "a"}, "vnis": {"1": 7})"),
+      request(R"("hostname": "x", "vlans": "1-9", "domains": {"1,3-4": ["a", ["a/", "b"]]})"),
+      R"({"fabrion": 1, "static maps": {}})",
+      R"({"fabrion": 1, "static maps": {"a/b": {}, "a": {"1-9": "7-15", "10": 16777215}}})",
+      R"({"fabrion": 1, "static maps": {"a": {"1-2": "7-9"}}})",
       host(R"({"hostname": ")" + std::string(255, 'x') + R"("})"),
       host(R"({"hostname": "caf\u00e9"})"),
   };
@@ -281,6 +300,29 @@ std::vector<std::string> wrongDocuments() {
       request(R"("switch": "s", "port": "e1", "remote hosts": [])"),
       request(R"("switch": "s", "port": "e1", "remote hosts": [["far"]])"),
       request(R"("switch": ["s"], "port": "e1", "vlans": 1)"),
+      host(R"({"vteps": "v"})"),
+      R"({"fabrion": 1, "switches": {"a": {"ports": "e1", "vteps": []}}})",
+      R"({"fabrion": 1, "switches": {"a": {"ports": "e1", "vteps": {"v": 1}}}})",
+      request(R"("hostname": "x", "vlans": 1, "vnis": 7)"),
+      request(R"("hostname": "x", "vlans": 1, "vnis": {"1": 0})"),
+      request(R"("hostname": "x", "vlans": 1, "vnis": {"1": 16777216})"),
+      request(R"("hostname": "x", "vlans": 1, "vnis": {"1": "16777216"})"),
+      request(R"("hostname": "x", "vlans": 1, "vnis": {"1": []})"),
+      request(R"("hostname": "x", "vlans": 1, "vnis": {"1,2": 7})"),
+      request(R"("hostname": "x", "vlans": 1, "vnis": {"0": 7})"),
+      request(R"("hostname": "x", "vlans": 1, "domains": [])"),
+      request(R"("hostname": "x", "vlans": 1, "domains": "a/")"),
+      request(R"("hostname": "x", "vlans": 1, "domains": "/a")"),
+      request(R"("hostname": "x", "vlans": 1, "domains": [["", "b"]])"),
+      request(R"("hostname": "x", "vlans": 1, "domains": [["a"]])"),
+      request(R"("hostname": "x", "vlans": 1, "domains": {"x": "a"})"),
+      request(R"("switch": "s", "port": "e1", "native": 1, "vnis": {"1": 7})"),
+      request(R"("switch": "s", "port": "e1", "native": 1, "domains": "a")"),
+      R"({"fabrion": 1, "static maps": []})",
+      R"({"fabrion": 1, "static maps": {"a": {"1": [7]}}})",
+      R"({"fabrion": 1, "static maps": {"a": {"1": 0}}})",
+      R"({"fabrion": 1, "static maps": {"a": {"4095": 1}}})",
+      R"({"fabrion": 1, "static maps": {"a/": {"1": 1}}})",
   };
 }
 

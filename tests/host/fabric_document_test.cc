@@ -321,7 +321,7 @@ TEST(FabricDocument, UnknownKeysAreToldWithTheOnesThatAreKnown) {
       ElementsAre(
           "f:2:1: unknown key 'switchs' in the document; did you mean 'switches'?",
           "f:3:1: unknown key 'foo' in the document; expected one of: fabrion, switches, hosts, "
-          "links, requests",
+          "links, requests, static maps",
           StartsWith("f:4:3: unknown key a list in the document")));
   EXPECT_THAT(problems("hosts: {a: {port: eth0}}\n"),
               ElementsAre("f:2:13: unknown key 'port' in host 'a'; did you mean 'ports'?"));
@@ -793,7 +793,7 @@ Lines blocks(const std::string& page, const std::string& info) {
 
 TEST(FabricDocumentPage, ItsExamplesAreDocuments) {
   const Lines examples = blocks(sourceText("docs/fabric-document.md"), "yaml");
-  ASSERT_THAT(examples, SizeIs(2));
+  ASSERT_THAT(examples, SizeIs(3));
   for (const std::string& example : examples) {
     EXPECT_THAT(problemsIn(parseFabric({{"page", example}})), IsEmpty());
   }

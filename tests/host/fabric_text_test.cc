@@ -58,21 +58,19 @@ TEST(FabricText, RangesStandForAtMost4096Names) {
 }
 
 std::string vlans(std::string_view text) {
-  VlanSet set;
-  if (parseVlans(text, set)) return "wrong";
+  std::vector<NumberRange> ranges;
+  if (parseVlans(text, ranges)) return "wrong";
   std::string all;
-  for (U32 vlan = 0; vlan <= maxVlan; ++vlan) {
-    if (set.test(vlan)) all += std::to_string(vlan) + " ";
-  }
+  for (const NumberRange& range : ranges) all += toString(range) + " ";
   return all;
 }
 
 TEST(FabricText, VlansAreNumbersAndRangesWithCommasBetween) {
   EXPECT_EQ(vlans("7"), "7 ");
-  EXPECT_EQ(vlans("1-3"), "1 2 3 ");
-  EXPECT_EQ(vlans(" 9 , 2 - 3,1 "), "1 2 3 9 ");
+  EXPECT_EQ(vlans("1-3"), "1-3 ");
+  EXPECT_EQ(vlans(" 9 , 2 - 3,1 "), "9 2-3 1 ");
   EXPECT_EQ(vlans("4094"), "4094 ");
-  EXPECT_EQ(vlans("3-3,2-4"), "2 3 4 ");
+  EXPECT_EQ(vlans("3-3,2-4"), "3 2-4 ");
 }
 
 TEST(FabricText, VlansOfAnotherFormAreWrong) {
@@ -104,6 +102,52 @@ TEST(FabricText, NearNamesAreFewAndNearestFirst) {
             "; did you mean 'Leaf3', 'leaf33' or 'leaf1'?");
   EXPECT_EQ(nearNames("x", {"leaf1"}), "");
   EXPECT_EQ(nearNames("", {"leaf1"}), "");
+}
+
+std::string vnis(std::string_view text) {
+  const auto read = parseVniRange(text);
+  const auto* range = std::get_if<NumberRange>(&read);
+  return range == nullptr ? std::get<Wrong>(read).text : toString(*range);
+}
+
+TEST(FabricText, VnisAreANumberOrARangeWithin24Bits) {
+  EXPECT_EQ(vnis("1"), "1");
+  EXPECT_EQ(vnis(" 10100 - 10199 "), "10100-10199");
+  EXPECT_EQ(vnis("16777215"), "16777215");
+  for (const char* text : {"0", "16777216", "999999999", "4294967297", "07", "1,2", "", "-", "x"}) {
+    EXPECT_THAT(vnis(text), HasSubstr("no VNI or range of VNIs: '")) << text;
+  }
+  EXPECT_EQ(vnis("9-8"), "the range '9-8' falls; expected the lower VNI first");
+}
+
+TEST(FabricText, ARangeOfVlansHasNoCommas) {
+  const auto range = parseVlanRange("100-199");
+  ASSERT_TRUE(std::holds_alternative<NumberRange>(range));
+  EXPECT_EQ(std::get<NumberRange>(range), (NumberRange{100, 199}));
+  for (const char* text : {"1,2", "0", "4095", "1-", "2-1"}) {
+    EXPECT_TRUE(std::holds_alternative<Wrong>(parseVlanRange(text))) << text;
+  }
+}
+
+std::string domain(std::string_view text) {
+  const auto read = parseDomain(text);
+  const auto* domain = std::get_if<DomainName>(&read);
+  return domain == nullptr ? std::get<Wrong>(read).text : domain->first + "|" + domain->second;
+}
+
+TEST(FabricText, ADomainIsSplitAtItsFirstSlash) {
+  EXPECT_EQ(domain("acme"), "acme|");
+  EXPECT_EQ(domain("acme/prod"), "acme|prod");
+  EXPECT_EQ(domain("acme/prod/eu"), "acme|prod/eu");
+  EXPECT_EQ(domain("acme/"),
+            "no domain: 'acme/', an empty name in it; expected FIRST or FIRST/SECOND");
+  EXPECT_THAT(domain("/prod"), HasSubstr("an empty name in it"));
+  EXPECT_THAT(domain("a\tb/c"), HasSubstr("has a control character in it"));
+}
+
+TEST(FabricText, ADomainReadsAsItIsWritten) {
+  EXPECT_EQ(toString(DomainName{"acme", ""}), "acme");
+  EXPECT_EQ(toString(DomainName{"acme", "prod"}), "acme/prod");
 }
 
 }  // namespace
