@@ -201,43 +201,43 @@ TEST(VniDocument, VtepsStandAtSwitchesAndOnce) {
 TEST(VniDocument, VnisAreAMapFromVlans) {
   EXPECT_THAT(
       problems(request("vnis: 7")),
-      ElementsAre("f:3:59: '7' as the VNIs of a request; expected a map from VLANs to VNIs, "
+      ElementsAre("f:3:57: '7' as the VNIs of a request; expected a map from VLANs to VNIs, "
                   "as in {100-109: 10100-10109}"));
   EXPECT_THAT(
       problems(request("vnis: {ten: 7, 100: , 101: [], 102: {}, 103: 0, 104: [1, 16777216]}")),
       ElementsAre(
-          "f:3:60: no VLAN or range of VLANs: 'ten'; expected numbers from 1 to 4094, as in 10 or "
+          "f:3:58: no VLAN or range of VLANs: 'ten'; expected numbers from 1 to 4094, as in 10 or "
           "20-29",
-          "f:3:68: nothing as the VNIs of VLAN 100; expected one or a list of them",
-          "f:3:80: an empty list as the VNIs of VLAN 101; expected one or a list of them",
-          "f:3:89: a map as the VNIs of VLAN 102; expected one or a list of them",
-          "f:3:98: no VNI or range of VNIs: '0'; expected numbers from 1 to 16777215, as in 10100 "
+          "f:3:66: nothing as the VNIs of VLAN 100; expected one or a list of them",
+          "f:3:78: an empty list as the VNIs of VLAN 101; expected one or a list of them",
+          "f:3:87: a map as the VNIs of VLAN 102; expected one or a list of them",
+          "f:3:96: no VNI or range of VNIs: '0'; expected numbers from 1 to 16777215, as in 10100 "
           "or 10100-10199",
-          StartsWith("f:3:110: no VNI or range of VNIs: '16777216'")));
+          StartsWith("f:3:108: no VNI or range of VNIs: '16777216'")));
 }
 
 TEST(VniDocument, ARangeOfVnisIsAsLongAsItsVlans) {
   EXPECT_THAT(problems(request("vnis: {100-104: 7-10, 105: 7-8, 106-107: 9}")),
-              ElementsAre("f:3:69: 4 VNIs, 7-10, for 5 VLANs, 100-104; expected as many VNIs as "
+              ElementsAre("f:3:67: 4 VNIs, 7-10, for 5 VLANs, 100-104; expected as many VNIs as "
                           "VLANs, or a list where one VLAN is asked several VNIs",
-                          StartsWith("f:3:80: 2 VNIs, 7-8, for 1 VLANs, 105;"),
-                          StartsWith("f:3:94: 1 VNIs, 9, for 2 VLANs, 106-107;")));
+                          StartsWith("f:3:78: 2 VNIs, 7-8, for 1 VLANs, 105;"),
+                          StartsWith("f:3:92: 1 VNIs, 9, for 2 VLANs, 106-107;")));
 }
 
 TEST(VniDocument, VnisAreForVlansOfTheRequest) {
   EXPECT_THAT(problems(request("vnis: {99: 7, 108-111: 1-4, 104: 1}", "100-105, 107-110")),
-              ElementsAre("f:3:69: VNIs for VLAN 99, which the request does not ask for; expected "
+              ElementsAre("f:3:67: VNIs for VLAN 99, which the request does not ask for; expected "
                           "VLANs that stand in its 'vlans'",
-                          StartsWith("f:3:76: VNIs for VLAN 111, which")));
+                          StartsWith("f:3:74: VNIs for VLAN 111, which")));
   EXPECT_THAT(problems(request("vnis: {104-108: 1-5}", "100-105, 107-110")),
-              ElementsAre(StartsWith("f:3:69: VNIs for VLAN 106, which")));
+              ElementsAre(StartsWith("f:3:67: VNIs for VLAN 106, which")));
   // The VLANs in two pieces that touch are whole.
   EXPECT_THAT(problems(request("vnis: {104-108: 1-5}", "106-110, 100-105")), IsEmpty());
 }
 
 TEST(VniDocument, WhatCouldNotBeReadIsNotMissed) {
   EXPECT_THAT(problems(request("vnis: {99: 7}, domains: {98: a}", "100, 4095")),
-              ElementsAre(StartsWith("f:3:45: no VLANs: '4095'")));
+              ElementsAre(StartsWith("f:3:46: no VLANs: '4095'")));
   EXPECT_THAT(problems("requests: [{client: a, hostname: h, vlan: 7, vnis: {7: 7}}]\n"),
               ElementsAre(StartsWith("f:2:37: unknown key 'vlan'")));
 }
@@ -245,12 +245,12 @@ TEST(VniDocument, WhatCouldNotBeReadIsNotMissed) {
 TEST(VniDocument, AVlanHasItsVnisInOneListAndEachOnce) {
   EXPECT_THAT(
       problems(request("vnis: {100: [7, 8, 7], 101-104: [11-14, 11-14], 103: 5}")),
-      ElementsAre("f:3:72: VNI 7 stands twice for VLAN 100",
-                  "f:3:93: VNI 11-14 stands twice for VLAN 101-104",
-                  "f:3:101: VLAN 103 has its VNIs already, at f:3:76; expected all VNIs of a "
+      ElementsAre("f:3:70: VNI 7 stands twice for VLAN 100",
+                  "f:3:91: VNI 11-14 stands twice for VLAN 101-104",
+                  "f:3:99: VLAN 103 has its VNIs already, at f:3:74; expected all VNIs of a "
                   "VLAN in one list, as in 100: [7, 8]"));
   EXPECT_THAT(problems(request("vnis: {100: 7, 100: 8}")),
-              ElementsAre(StartsWith("f:3:68: VLAN 100 has its VNIs already, at f:3:60;")));
+              ElementsAre(StartsWith("f:3:66: VLAN 100 has its VNIs already, at f:3:58;")));
 }
 
 TEST(VniDocument, VnisAndDomainsNeedVlans) {
@@ -267,26 +267,26 @@ TEST(VniDocument, ADomainHasOneOrTwoFields) {
   EXPECT_THAT(
       problems(request("domains: [a/, /b, [c], [d, e, f], [g, [h]], ['', i], {j: k}]")),
       ElementsAre(
-          "f:3:63: no domain: 'a/', an empty name in it; expected FIRST or FIRST/SECOND",
-          StartsWith("f:3:67: no domain: '/b'"),
-          "f:3:71: a list of 1 as a domain; expected FIRST, FIRST/SECOND or [FIRST, SECOND]",
-          StartsWith("f:3:76: a list of 3 as a domain"),
-          StartsWith("f:3:91: a list as the second field of a domain"),
-          StartsWith("f:3:98: an empty name, as the first field of a domain"),
-          StartsWith("f:3:106: a map as a domain")));
+          "f:3:61: no domain: 'a/', an empty name in it; expected FIRST or FIRST/SECOND",
+          StartsWith("f:3:65: no domain: '/b'"),
+          "f:3:69: a list of 1 as a domain; expected FIRST, FIRST/SECOND or [FIRST, SECOND]",
+          StartsWith("f:3:74: a list of 3 as a domain"),
+          StartsWith("f:3:89: a list as the second field of a domain"),
+          StartsWith("f:3:96: an empty name, as the first field of a domain"),
+          StartsWith("f:3:104: a map as a domain")));
   EXPECT_THAT(problems(request("domains: []")),
-              ElementsAre("f:3:62: an empty list as the domains; expected one or a list of them"));
+              ElementsAre("f:3:60: an empty list as the domains; expected one or a list of them"));
 }
 
 TEST(VniDocument, DomainsAreOnVlansOfTheRequestAndOnce) {
   EXPECT_THAT(problems(request("domains: {'99-101': a, ten: b}")),
-              ElementsAre("f:3:63: a domain for VLAN 99, which the request does not ask for; "
+              ElementsAre("f:3:61: a domain for VLAN 99, which the request does not ask for; "
                           "expected VLANs that stand in its 'vlans'",
-                          StartsWith("f:3:76: no VLANs: 'ten'")));
+                          StartsWith("f:3:74: no VLANs: 'ten'")));
   EXPECT_THAT(problems(request("domains: [a/b, c, [a, b]]")),
-              ElementsAre("f:3:71: domain 'a/b' stands twice for VLAN 100, first at f:3:63"));
+              ElementsAre("f:3:69: domain 'a/b' stands twice for VLAN 100, first at f:3:61"));
   EXPECT_THAT(problems(request("domains: {100-105: a, 104: [b, a]}")),
-              ElementsAre("f:3:85: domain 'a' stands twice for VLAN 104, first at f:3:72"));
+              ElementsAre("f:3:82: domain 'a' stands twice for VLAN 104, first at f:3:70"));
 }
 
 TEST(VniDocument, AStaticMapHasAVniForEachVlan) {
@@ -353,7 +353,7 @@ TEST(VniDocument, ADomainNamedLikeAClientWithVnisOnThatPortAndVlanIsWarnedOf) {
                "  - {client: blue, switch: s, port: e1, vlans: 12-14, domains: acme/prod}\n"),
       ElementsAre(
           "f:6:64: warning: domain 'acme/prod' on VLAN 12 is named like client 'acme', "
-          "which has VNIs on that VLAN at f:5:60; the model keeps the VNIs of both alive by "
+          "which has VNIs on that VLAN at f:5:62; the model keeps the VNIs of both alive by "
           "that one name, so that the one that goes takes those of the other with it"));
 }
 
@@ -374,7 +374,7 @@ TEST(VniDocument, ADomainForAHostnameMayMeetAClientOnAnyPort) {
   EXPECT_THAT(
       warnings(ground + "  - {client: acme, switch: s, port: e1, vlans: 10, vnis: {10: 7}}\n"
                         "  - {client: blue, hostname: compute1, vlans: 10, domains: acme}\n"),
-      ElementsAre(HasSubstr("f:6:59: warning: domain 'acme' on VLAN 10 is named like client")));
+      ElementsAre(HasSubstr("f:6:60: warning: domain 'acme' on VLAN 10 is named like client")));
 }
 
 TEST(VniDocument, ADomainNamedLikeAHostWithVnisIsWarnedOf) {
