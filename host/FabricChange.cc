@@ -72,8 +72,8 @@ std::vector<Operation> FabricChange::to(const Fabric& next) {
     gainLinks(sides);
     placeRequests(sides);
     gainMaps(sides);
-    claimAgain(sides);
     startSwitches(sides);
+    claimAgain(sides);
     fileVteps(sides);
   }
   current_ = next;

@@ -48,7 +48,9 @@
 //
 // What no order achieves: the configuration of a VTEP that leaves the document stays, and stays the
 // first one if it was; a VTEP that is not the first keeps mappings that went. A host's name that is
-// the first field of a domain keeps VNIs alive as a client's does, and is left to that.
+// the first field of a domain keeps VNIs alive as a client's does, and is left to that. VNIs and
+// domains that are asked for the hostname of a switch come to the ports that it is linked to until
+// it is announced, and stay there where another keeps their VLAN.
 
 #include <functional>
 #include <map>

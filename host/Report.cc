@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "host/ReportVnis.h"
+
 namespace Fabrion::Host {
 
 namespace {
@@ -46,17 +48,23 @@ void addAskers(const PhysicalInterface& port, U32 vlan, std::vector<Asker>& aske
 class SwitchReading {
  public:
   SwitchReading(const Node& node, const Switches::Switch& outputs, const NetworkElement* element,
-                const FarEnds& farEnds, std::vector<NativeVlanConflict>& conflicts)
+                const FarEnds& farEnds, const std::vector<StaticMap>& maps, Report& report)
       : node_(node),
+        vtepConfigDir_(*outputs.vtepConfigDir),
+        maps_(maps),
+        vniConflicts_(report.vniConflicts),
         outputs_(*outputs.portVlanConfig),
         element_(element),
         farEnds_(farEnds),
-        conflicts_(conflicts) {}
+        conflicts_(report.conflicts) {}
 
   SwitchReport read() {
     SwitchReport report{node_.name, {}, {}, std::string(outputs_.vlanList().value().view())};
     for (const std::string& port : node_.ports) report.ports.push_back(readPort(port));
     for (const PortGroup& group : node_.groups) report.groups.push_back(readGroup(group));
+    std::vector<std::string> interfaces = node_.ports;
+    for (const PortGroup& group : node_.groups) interfaces.push_back(group.name);
+    report.vteps = vtepsOf(vtepConfigDir_, interfaces);
     return report;
   }
 
@@ -69,6 +77,7 @@ class SwitchReading {
     if (!port) return report;
     report.remoteHosts = sortedNames(port->configuredElement());
     // On a member the same requests are a matter of its group.
+    if (!port->portGroup()) addVniConflicts(node_.name, *port, nullptr, maps_, vniConflicts_);
     if (port->nativeVlan().size() > 1 && !port->portGroup()) {
       report.carried.nativeConflict = true;
       NativeVlanConflict conflict{node_.name, name, false, {}};
@@ -85,6 +94,7 @@ class SwitchReading {
     GroupReport report{written.name, carriedOn(written.name), written.members};
     const Velo::Ptr<const Fabrion::PortGroup> group =
         element_ == nullptr ? nullptr : element_->portGroup(Nimbo::String(written.name));
+    if (group) addVniConflicts(node_.name, *group, group.get(), maps_, vniConflicts_);
     if (!group || group->nativeVlan().size() < 2) return report;
     report.carried.nativeConflict = true;
     NativeVlanConflict conflict{node_.name, written.name, true, {}};
@@ -125,6 +135,9 @@ class SwitchReading {
   }
 
   const Node& node_;
+  const VxlanController::VtepConfigDirV2& vtepConfigDir_;
+  const std::vector<StaticMap>& maps_;
+  std::vector<VniConflict>& vniConflicts_;
   const ControllerProxyAgent::PortVlanConfigV1& outputs_;
   const NetworkElement* const element_;  // null where the model has none
   const FarEnds& farEnds_;
@@ -142,7 +155,8 @@ Report reportOf(const Fabric& fabric, const Controller& controller) {
     const Velo::Ptr<const NetworkElement> element =
         controller.elements().networkElement(Nimbo::String(node.name));
     report.switches.push_back(
-        SwitchReading(node, outputs->second, element.get(), farEnds, report.conflicts).read());
+        SwitchReading(node, outputs->second, element.get(), farEnds, fabric.staticMaps, report)
+            .read());
   }
   return report;
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "host/FabricText.h"
+
 namespace Fabrion::Host {
 
 namespace {
@@ -36,12 +38,30 @@ Json groupOf(const GroupReport& group) {
   return json;
 }
 
+Json mappingsOf(const VtepReport& vtep) {
+  std::vector<VniRun> sorted = vtep.mappings;
+  std::sort(sorted.begin(), sorted.end(), [](const VniRun& a, const VniRun& b) {
+    return std::tie(a.port, a.vlans) < std::tie(b.port, b.vlans);
+  });
+  Json mappings = Json::array();
+  for (const VniRun& run : sorted) {
+    mappings.push_back(
+        {{"port", run.port}, {"vlans", toString(run.vlans)}, {"vnis", toString(run.vnis)}});
+  }
+  return mappings;
+}
+
 Json switchOf(const SwitchReport& report) {
   Json ports = Json::object();
   for (const PortReport& port : report.ports) ports[port.name] = portOf(port);
   Json groups = Json::object();
   for (const GroupReport& group : report.groups) groups[group.name] = groupOf(group);
-  return Json{{"groups", std::move(groups)}, {"ports", std::move(ports)}, {"vlans", report.vlans}};
+  Json vteps = Json::object();
+  for (const VtepReport& vtep : report.vteps) vteps[vtep.name] = mappingsOf(vtep);
+  return Json{{"groups", std::move(groups)},
+              {"ports", std::move(ports)},
+              {"vlans", report.vlans},
+              {"vteps", std::move(vteps)}};
 }
 
 Json conflictOf(const NativeVlanConflict& conflict) {
@@ -62,6 +82,26 @@ Json conflictOf(const NativeVlanConflict& conflict) {
   return json;
 }
 
+Json orNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+Json conflictOf(const VniConflict& conflict) {
+  Json json{{"kind", "vni"}, {"switch", conflict.switchName}, {"vlan", conflict.vlan}};
+  json[conflict.onGroup ? "group" : "port"] = conflict.interface;
+  Json& vnis = json["vnis"] = Json::array();
+  for (const AskedVni& asked : conflict.asked) {
+    Json askers = Json::array();
+    for (const VniAsker& asker : asked.askers) {
+      askers.push_back({{"client", orNull(asker.client)},
+                        {"domain", orNull(asker.domain)},
+                        {"host", orNull(asker.host)},
+                        {"port", asker.port.empty() ? conflict.interface : asker.port}});
+    }
+    std::sort(askers.begin(), askers.end());
+    vnis.push_back({{"askedBy", std::move(askers)}, {"vni", asked.vni}});
+  }
+  return json;
+}
+
 }  // namespace
 
 Json jsonOf(const Report& report) {
@@ -74,6 +114,12 @@ Json jsonOf(const Report& report) {
             });
   Json conflicts = Json::array();
   for (const NativeVlanConflict& conflict : sorted) conflicts.push_back(conflictOf(conflict));
+  std::vector<VniConflict> ofVnis = report.vniConflicts;
+  std::sort(ofVnis.begin(), ofVnis.end(), [](const VniConflict& a, const VniConflict& b) {
+    return std::tie(a.switchName, a.interface, a.vlan) <
+           std::tie(b.switchName, b.interface, b.vlan);
+  });
+  for (const VniConflict& conflict : ofVnis) conflicts.push_back(conflictOf(conflict));
   return Json{
       {"conflicts", std::move(conflicts)}, {"fabrion", version}, {"switches", std::move(switches)}};
 }

@@ -1,5 +1,6 @@
 #include "host/ReportText.h"
 
+#include "host/FabricText.h"
 #include "host/Table.h"
 
 namespace Fabrion::Host {
@@ -51,6 +52,15 @@ std::string textOf(const SwitchReport& report) {
   if (!empty) text += table.text() + "\n";
   text += "VLANs: " + (report.vlans.empty() ? "none" : report.vlans) + "\n";
   if (!unused.empty()) text += "Unused ports: " + unused + "\n";
+  for (const VtepReport& vtep : report.vteps) {
+    text += "\nVTEP " + vtep.name + (vtep.mappings.empty() ? " maps nothing.\n" : "\n\n");
+    if (vtep.mappings.empty()) continue;
+    Table mappings({"PORT", "VLAN", "VNI"});
+    for (const VniRun& run : vtep.mappings) {
+      mappings.add({run.port, toString(run.vlans), toString(run.vnis)});
+    }
+    text += mappings.text();
+  }
   return text + "\n";
 }
 
@@ -70,13 +80,35 @@ std::string textOf(const NativeVlanConflict& conflict) {
   return text;
 }
 
+std::string textOf(const VniAsker& asker) {
+  std::string text = asker.client.empty() ? "domain " + asker.domain : asker.client;
+  if (!asker.host.empty()) text += " for host " + asker.host;
+  if (!asker.port.empty()) text += " through " + asker.port;
+  return text;
+}
+
+std::string textOf(const VniConflict& conflict) {
+  std::string text = "Conflict on switch " + conflict.switchName + ", " +
+                     (conflict.onGroup ? "port group " : "port ") + conflict.interface + ", VLAN " +
+                     std::to_string(conflict.vlan) + ": " + std::to_string(conflict.asked.size()) +
+                     " VNIs are asked for, so the VLAN is mapped to none there.\n";
+  for (const AskedVni& asked : conflict.asked) {
+    std::string askers;
+    for (const VniAsker& asker : asked.askers) addWord(askers, textOf(asker));
+    text += "  VNI " + std::to_string(asked.vni) + ": " +
+            (askers.empty() ? "nobody any more" : askers) + "\n";
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string textOf(const Report& report) {
   std::string text;
   for (const SwitchReport& one : report.switches) text += textOf(one);
-  if (report.conflicts.empty()) text += "No conflicts.\n";
+  if (report.noConflicts()) text += "No conflicts.\n";
   for (const NativeVlanConflict& conflict : report.conflicts) text += textOf(conflict);
+  for (const VniConflict& conflict : report.vniConflicts) text += textOf(conflict);
   return text;
 }
 

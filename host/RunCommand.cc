@@ -78,7 +78,7 @@ Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
     say(err, "the report cannot be written");
     return Outcome::mistake;
   }
-  return options.strict && !report.conflicts.empty() ? Outcome::conflict : Outcome::done;
+  return options.strict && !report.noConflicts() ? Outcome::conflict : Outcome::done;
 }
 
 }  // namespace Fabrion::Host

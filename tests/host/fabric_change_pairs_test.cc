@@ -116,7 +116,12 @@ class FabricMaker {
     for (const char* hostname : {"h1", "h2", "web", "far"}) {
       if (!chance(35)) continue;
       fabric.hostnameRequests.push_back({client, hostname, vlans()});
-      addVnis(fabric.hostnameRequests.back());
+      // Those for a switch come to the ports that it is linked to while it is not announced, and
+      // stay there where another keeps the VLAN.
+      const bool ofSwitch =
+          std::any_of(fabric.switches.begin(), fabric.switches.end(),
+                      [&](const Node& node) { return node.hostname == hostname; });
+      if (!ofSwitch) addVnis(fabric.hostnameRequests.back());
     }
     for (const Node& one : fabric.switches) {
       for (const std::string& port : one.ports) {
