@@ -36,8 +36,9 @@
 //    goes the VNIs would stay, and of one that changes they would stay beside the new ones. New
 //    ranges alone are set in the map that stands.
 //  * Domains with the same first field keep VNIs alive by that one name, and so does a client of
-//    that name on a port. One that goes takes the VNIs of the others, so their maps are filed again
-//    and the client's VNIs too.
+//    that name on a port. One that goes takes the VNIs of the others, and a map that is filed does
+//    so on each of its VLANs that is not in its domain. So all domains of such a name leave their
+//    VLANs at the end, and come back, and the client's VNIs too.
 //  * A member that leaves a port group leaves its VNIs to it. Where VNIs are about, the group goes
 //    and comes back with the members that are left.
 //  * VTEPs are filed last, when all switches stand: each then gets what is left when the switches

@@ -160,11 +160,16 @@ void FabricChange::claimAgain(const Sides& sides) {
   if (operations_.empty() || sides.current == Fabric{}) return;
   const std::set<std::string> shared = sharedNames(sides.current, sides.next);
   if (shared.empty()) return;
-  for (const StaticMap& map : sides.next.staticMaps) {
-    const StaticMap* before = sides.before.map(map.domain);
-    const bool stood = before != nullptr && isGrown(*before, map);
-    if (stood && shared.contains(map.domain.first)) add(filed(map));
-  }
+  // All leave before one comes back: each that leaves takes the VNIs of the others once more.
+  std::vector<Operation> back;
+  eachRequest(sides.next, [&](const auto& request) {
+    for (const VlanDomain& each : request.domains) {
+      if (!shared.contains(each.domain.first)) continue;
+      add(Op::DomainDel{nameOf(request), each.vlan, each.domain});
+      back.push_back(Op::DomainAdd{nameOf(request), each.vlan, each.domain});
+    }
+  });
+  for (Operation& each : back) operations_.push_back(std::move(each));
   for (const PortRequest& request : sides.next.portRequests) {
     const PortRequest* before = sides.before.request(request);
     if (before == nullptr || !shared.contains(request.client)) continue;
