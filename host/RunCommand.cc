@@ -4,17 +4,15 @@
 #include <ostream>
 #include <system_error>
 
-#include "host/BadJournal.h"
 #include "host/CheckCommand.h"
 #include "host/Controller.h"
+#include "host/Derivation.h"
 #include "host/FabricChange.h"
 #include "host/JournalFile.h"
-#include "host/JournalWriter.h"
 #include "host/Report.h"
 #include "host/ReportJson.h"
 #include "host/ReportText.h"
 #include "host/TextTrace.h"
-#include "platform/Velo/Exceptions.h"
 
 namespace Fabrion::Host {
 
@@ -35,21 +33,6 @@ JournalFile journalAt(const std::string& path, const std::vector<std::string>& d
   return JournalFile(path);
 }
 
-// False, and said why, when an operation failed.
-bool applied(const Operation& operation, Controller& controller, std::ostream& err) {
-  std::string why;
-  try {
-    controller.apply(operation);
-    return true;
-  } catch (const Velo::Exception& raised) {
-    why = raised.what();
-  } catch (const BadJournal& refused) {
-    why = refused.what();
-  }
-  say(err, "the operation " + lineOf(operation) + " failed: " + why);
-  return false;
-}
-
 }  // namespace
 
 Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
@@ -63,11 +46,11 @@ Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
     // Ends before the controller: the report is on what stands, not on its end.
     std::optional<TextTrace> trace;
     if (options.traceLevel) trace.emplace(err, *options.traceLevel);
-    for (const Operation& operation : FabricChange().to(*fabric)) {
-      if (record) record->write(operation);
-      if (!applied(operation, controller, err)) return Outcome::mistake;
-    }
+    applyAll(FabricChange().to(*fabric), controller, record ? &*record : nullptr);
   } catch (const JournalFileError& error) {
+    say(err, error.what());
+    return Outcome::mistake;
+  } catch (const OperationFailed& error) {
     say(err, error.what());
     return Outcome::mistake;
   }

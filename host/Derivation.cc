@@ -1,0 +1,38 @@
+#include "host/Derivation.h"
+
+#include "host/BadJournal.h"
+#include "host/FabricChange.h"
+#include "host/JournalWriter.h"
+#include "platform/Velo/Exceptions.h"
+
+namespace Fabrion::Host {
+
+namespace {
+
+[[noreturn]] void fail(const Operation& operation, const char* why) {
+  throw OperationFailed("the operation " + lineOf(operation) + " failed: " + why);
+}
+
+}  // namespace
+
+void applyAll(const std::vector<Operation>& operations, Controller& controller,
+              JournalFile* record) {
+  for (const Operation& operation : operations) {
+    if (record != nullptr) record->write(operation);
+    try {
+      controller.apply(operation);
+    } catch (const Velo::Exception& raised) {
+      fail(operation, raised.what());
+    } catch (const BadJournal& refused) {
+      fail(operation, refused.what());
+    }
+  }
+}
+
+FabricOutputs outputsOf(const Fabric& fabric, const Velo::VeloModule& module) {
+  Controller controller(module);
+  applyAll(FabricChange().to(fabric), controller);
+  return outputsOf(controller);
+}
+
+}  // namespace Fabrion::Host
