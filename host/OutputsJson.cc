@@ -239,6 +239,11 @@ FabricOutputs outputsFrom(const std::string& file, std::string_view text) {
   const Json json = parsed(file, text);
   std::optional<FabricOutputs> outputs;
   const At top(file, json);
+  if (json.is_object() && json.contains("switches")) {
+    top.refuse(
+        "a report of `fabrion run --format json`; expected outputs, which `fabrion run "
+        "--outputs FILE` writes");
+  }
   top.members("an object, {\"switch\": {...}}", [&](const auto& name, const At& at) {
     if (name == "switch") {
       outputs.emplace();

@@ -23,6 +23,8 @@ struct RunOptions {
   std::optional<U32> traceLevel = {};
   // Where to write the event journal of what is done; nothing for none.
   std::optional<std::string> record = {};
+  // Where to write the outputs as JSON (OutputsJson.h); nothing for nowhere.
+  std::optional<std::string> outputs = {};
 };
 
 // The report goes to `out` once all is done; trace, mistakes and faults go to `err`. With a mistake

@@ -55,8 +55,11 @@ TEST(OutputsJson, AMistakeIsToldWithItsPathAndWhatWasExpected) {
   EXPECT_EQ(wrongOf("[]"), "now.json: .: [] stands here; expected an object, {\"switch\": {...}}");
   EXPECT_EQ(wrongOf("{}"),
             "now.json: .: no member \"switch\"; expected the outputs of the switches in it");
-  EXPECT_EQ(wrongOf(R"({"switch":{},"switches":{}})"),
-            "now.json: .switches: unknown member; expected \"switch\", and beside it nothing but a "
+  EXPECT_EQ(wrongOf(R"({"conflicts":[],"fabrion":1,"switches":{}})"),
+            "now.json: .: a report of `fabrion run --format json`; expected outputs, which "
+            "`fabrion run --outputs FILE` writes");
+  EXPECT_EQ(wrongOf(R"({"switch":{},"swich":{}})"),
+            "now.json: .swich: unknown member; expected \"switch\", and beside it nothing but a "
             "dump's others");
   EXPECT_EQ(wrongOf(R"({"switch":[1]})"),
             "now.json: .switch: [1] stands here; expected outputs by switch, {SWITCH: {...}}");

@@ -67,7 +67,7 @@ TEST(Outputs, StandInADumpAsInJsonOfTheirOwn) {
 }
 
 TEST(Outputs, OfAFabricAreWhatTheMachinesMakeOfIt) {
-  const Fabric fabric = Test::fabricOf(
+  const Fabric fabric = Fabrion::Test::fabricOf(
       "switches: {leaf1: {ports: [e1, e2, e3], groups: {po1: [e2, e3]}}, leaf2: {ports: e1}}\n"
       "requests:\n"
       "  - {client: acme, switch: leaf1, port: e1, vlans: 10-12, native: 10}\n"
