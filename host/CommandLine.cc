@@ -3,9 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <iostream>
+#include <map>
 
+#include "host/AuditCommand.h"
 #include "host/CheckCommand.h"
 #include "host/Module.h"
+#include "host/RenderCommand.h"
 #include "host/Replay.h"
 #include "host/RunCommand.h"
 #include "host/Wiring.h"
@@ -73,10 +76,37 @@ void addRun(CLI::App& app, Session& session) {
       ->check(CLI::Range(0, 9));
   command->add_option("--record", options->record, "Write what is done as an event journal")
       ->type_name("FILE");
+  command->add_option("--outputs", options->outputs, "Write the outputs of the switches as JSON")
+      ->type_name("FILE");
   command->callback([&session, options, format] {
     options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
     commandIs(session, [&session, options] {
       return run(*options, std::cout, std::cerr, session.module());
+    });
+  });
+}
+
+void addAudit(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("audit", "Hold outputs against what fabric documents ask for");
+  const auto options = std::make_shared<AuditOptions>();
+  command->add_option("documents", options->documents, "Files that make up the fabric")
+      ->required()
+      ->type_name("DOCUMENT");
+  command
+      ->add_option("--against", options->against,
+                   "What the switches have, as `run --outputs` or a dump writes it; - for the "
+                   "standard input")
+      ->required()
+      ->type_name("FILE");
+  const auto format = std::make_shared<std::string>("text");
+  command->add_option("--format", *format, "Of the report")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->callback([&session, options, format] {
+    options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
+    commandIs(session, [&session, options] {
+      return audit(*options, std::cout, std::cerr, session.module());
     });
   });
 }
@@ -89,6 +119,34 @@ void addCheck(CLI::App& app, Session& session) {
       ->type_name("DOCUMENT");
   command->callback([&session, files] {
     commandIs(session, [files] { return check(*files, std::cout, std::cerr); });
+  });
+}
+
+void addRender(CLI::App& app, Session& session) {
+  static const std::map<std::string, RenderTarget> targets = {
+      {"ovs", RenderTarget::ovs},
+      {"sonic", RenderTarget::sonic},
+      {"openconfig", RenderTarget::openconfig}};
+  CLI::App* const command =
+      app.add_subcommand("render", "Word what each switch gets for real equipment");
+  const auto options = std::make_shared<RenderOptions>();
+  command->add_option("documents", options->documents, "Files that make up the fabric")
+      ->required()
+      ->type_name("DOCUMENT");
+  const auto target = std::make_shared<std::string>();
+  command
+      ->add_option("--target", *target,
+                   "ovs-vsctl and vtep-ctl commands, or JSON for SONiC or "
+                   "OpenConfig")
+      ->required()
+      ->type_name("TARGET")
+      ->check(CLI::IsMember({"ovs", "sonic", "openconfig"}));
+  command->add_option("--switch", options->switchName, "This switch alone")->type_name("NAME");
+  command->callback([&session, options, target] {
+    options->target = targets.at(*target);
+    commandIs(session, [&session, options] {
+      return render(*options, std::cout, std::cerr, session.module());
+    });
   });
 }
 
@@ -120,7 +178,9 @@ int runCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(1);
   app.fallthrough();
   addRun(app, session);
+  addAudit(app, session);
   addCheck(app, session);
+  addRender(app, session);
   addReplay(app, session);
   addWiring(app, session);
   try {

@@ -127,7 +127,7 @@ TEST(OutputsJson, WhatIsNoJsonIsToldWithItsPlace) {
       ": no JSON from here on; expected one object, {\"switch\": {...}}, such as one line that "
       "`fabrion replay` writes for a dump";
   EXPECT_EQ(wrongOf(""), "now.json:1:1" + expected);
-  EXPECT_EQ(wrongOf("{\"switch\":\n {\"ä\":}}"), "now.json:2:6" + expected);
+  EXPECT_EQ(wrongOf("{\"switch\":\n {\"ä\":}}"), "now.json:2:7" + expected);
   // Two dumps: nobody said which one is meant.
   EXPECT_EQ(wrongOf("{\"switch\":{}}\n{\"switch\":{}}\n"), "now.json:2:1" + expected);
   EXPECT_EQ(wrongOf(std::string("{\"switch\":{}}\n\0[", 16)),

@@ -114,7 +114,8 @@ TEST(Pages, FilesThatAreNamedAreThere) {
       "`((?:host|platform|entities|agent|topology|elements|clients|switch|tests|"
       "cmake)/[A-Za-z0-9_./-]*)`|\\]\\(([^):#]+)\\)");
   for (const char* page : {"README.md", "docs/architecture.md", "docs/how-an-event-flows.md",
-                           "docs/run-output.md", "docs/fabric-document.md", "docs/embedding.md"}) {
+                           "docs/run-output.md", "docs/rendering.md", "docs/fabric-document.md",
+                           "docs/embedding.md"}) {
     const std::string text = textOfFile(inRepository(page));
     const auto folder = std::filesystem::path(inRepository(page)).parent_path();
     int links = 0;
