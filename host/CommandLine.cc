@@ -7,6 +7,8 @@
 
 #include "host/AuditCommand.h"
 #include "host/CheckCommand.h"
+#include "host/FabricText.h"
+#include "host/GenerateCommand.h"
 #include "host/Module.h"
 #include "host/RenderCommand.h"
 #include "host/Replay.h"
@@ -150,6 +152,36 @@ void addRender(CLI::App& app, Session& session) {
   });
 }
 
+void addGenerate(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("generate", "Make up a fabric of any size and write it as a document");
+  const auto options = std::make_shared<GenerateCommandOptions>();
+  GenerateOptions& fabric = options->fabric;
+  const auto number = [&](const char* name, U32& value, const char* what, U32 most) {
+    command->add_option(name, value, what)
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(0U, most));
+  };
+  constexpr U32 most = 10'000'000;
+  number("--leaves", fabric.leaves, "Leaf switches", most);
+  number("--spines", fabric.spines, "Spine switches, each linked to each leaf", most);
+  number("--servers", fabric.servers, "Servers in all, spread evenly over the leaves", most);
+  number("--links", fabric.links, "Links of each server to different leaves; 0 for a mixture", 64);
+  number("--clients", fabric.clients, "Clients that ask for VLANs", most);
+  number("--vlans", fabric.vlans, "VLANs that each client owns", maxVlan);
+  command->add_option("--seed", fabric.seed, "The same seed makes the same fabric")
+      ->type_name("N")
+      ->capture_default_str();
+  command
+      ->add_option("--output", options->output,
+                   "Write FILE.yaml, and FILE-2.yaml and so on if one document is not enough")
+      ->type_name("FILE.yaml");
+  command->callback([&session, options] {
+    commandIs(session, [options] { return generateDocuments(*options, std::cout, std::cerr); });
+  });
+}
+
 void addWiring(CLI::App& app, Session& session) {
   CLI::App* const command =
       app.add_subcommand("wiring", "Show what each machine follows and does about it");
@@ -181,6 +213,7 @@ int runCommandLine(int argc, const char* const* argv) {
   addAudit(app, session);
   addCheck(app, session);
   addRender(app, session);
+  addGenerate(app, session);
   addReplay(app, session);
   addWiring(app, session);
   try {
