@@ -87,17 +87,104 @@ std::string portsText(const std::vector<std::string>& ports) {
   return oneOrList(entries);
 }
 
+std::string rangeText(U32 low, U32 high) {
+  return low == high ? std::to_string(low) : std::to_string(low) + '-' + std::to_string(high);
+}
+
 std::string vlansText(const std::vector<U32>& vlans) {
   std::vector<std::string> entries;
   for (std::size_t first = 0; first < vlans.size();) {
     std::size_t end = first + 1;
     while (end < vlans.size() && vlans[end] == vlans[first] + (end - first)) ++end;
-    std::string entry = std::to_string(vlans[first]);
-    if (end - first > 1) entry += '-' + std::to_string(vlans[end - 1]);
-    entries.push_back(std::move(entry));
+    entries.push_back(rangeText(vlans[first], vlans[end - 1]));
     first = end;
   }
   return oneOrList(entries);
+}
+
+// VLANs in a row whose VNIs are in a row as well stand as ranges, unless one has several VNIs.
+std::string vnisText(const std::vector<VlanVni>& vnis) {
+  std::vector<std::string> entries;
+  const auto isAlone = [&](std::size_t i) {
+    return (i == 0 || vnis[i - 1].vlan != vnis[i].vlan) &&
+           (i + 1 == vnis.size() || vnis[i + 1].vlan != vnis[i].vlan);
+  };
+  for (std::size_t first = 0; first < vnis.size();) {
+    const auto [vlan, vni, origin] = vnis[first];
+    std::size_t end = first + 1;
+    if (isAlone(first)) {
+      while (end < vnis.size() && isAlone(end) && vnis[end].vlan == vlan + (end - first) &&
+             vnis[end].vni == vni + (end - first)) {
+        ++end;
+      }
+      entries.push_back(rangeText(vlan, vnis[end - 1].vlan) + ": " +
+                        rangeText(vni, vnis[end - 1].vni));
+    } else {
+      std::vector<std::string> several = {std::to_string(vni)};
+      for (; end < vnis.size() && vnis[end].vlan == vlan; ++end) {
+        several.push_back(std::to_string(vnis[end].vni));
+      }
+      entries.push_back(std::to_string(vlan) + ": " + list(several));
+    }
+    first = end;
+  }
+  return map(entries);
+}
+
+// As FIRST/SECOND unless it would be split elsewhere.
+std::string domainText(const DomainName& domain) {
+  if (domain.first.find('/') != std::string::npos || domain.first.empty()) {
+    return list({scalar(domain.first), scalar(domain.second)});
+  }
+  return scalar(domain.second.empty() ? domain.first : domain.first + '/' + domain.second);
+}
+
+std::string domainsText(const std::vector<std::string>& domains) {
+  // A list of two texts by itself would be two domains.
+  const bool plain = domains.size() == 1 && domains.front()[0] != '[';
+  return plain ? domains.front() : list(domains);
+}
+
+// VLANs in a row with the same domains stand as one range, and all of the request's as none.
+std::string domainsText(const std::vector<VlanDomain>& domains, std::size_t vlansOfRequest) {
+  struct Run {
+    U32 low;
+    U32 high;
+    std::vector<std::string> domains;
+  };
+  std::vector<Run> runs;
+  std::size_t vlans = 0;
+  for (std::size_t i = 0; i < domains.size();) {
+    const U32 vlan = domains[i].vlan;
+    std::vector<std::string> here;
+    for (; i < domains.size() && domains[i].vlan == vlan; ++i) {
+      here.push_back(domainText(domains[i].domain));
+    }
+    ++vlans;
+    if (!runs.empty() && runs.back().high + 1 == vlan && runs.back().domains == here) {
+      runs.back().high = vlan;
+    } else {
+      runs.push_back({vlan, vlan, std::move(here)});
+    }
+  }
+  const auto same = [&](const Run& run) { return run.domains == runs.front().domains; };
+  if (vlans == vlansOfRequest && std::all_of(runs.begin(), runs.end(), same)) {
+    return domainsText(runs.front().domains);
+  }
+  std::vector<std::string> entries;
+  for (const Run& run : runs) {
+    entries.push_back(rangeText(run.low, run.high) + ": " + domainsText(run.domains));
+  }
+  return map(entries);
+}
+
+std::string mapText(const StaticMap& domain) {
+  std::vector<std::string> entries;
+  for (const StaticRange& range : domain.ranges) {
+    entries.push_back(rangeText(range.vlans.low, range.vlans.high) + ": " +
+                      rangeText(range.vnis.low, range.vnis.high));
+  }
+  return "  " + domainText(domain.domain) + ": " + map(entries) + '\n';
 }
 
 std::string nodeText(const Node& node) {
@@ -110,6 +197,11 @@ std::string nodeText(const Node& node) {
       groups.push_back(scalar(group.name) + ": " + portsText(group.members));
     }
     parts.push_back("groups: " + map(groups));
+  }
+  if (!node.vteps.empty()) {
+    std::vector<std::string> vteps;
+    for (const Vtep& vtep : node.vteps) vteps.push_back(scalar(vtep.name));
+    parts.push_back("vteps: " + oneOrList(vteps));
   }
   std::string text = "  " + scalar(node.name) + ":";
   if (!parts.empty()) text += ' ' + map(parts);
@@ -125,11 +217,21 @@ std::string endText(const LinkEnd& end) {
   return scalar(end.node + ":" + end.port);
 }
 
+template <class Request>
+void addVlans(const Request& request, std::vector<std::string>& parts) {
+  if (request.vlans.empty()) return;
+  parts.push_back("vlans: " + vlansText(request.vlans));
+  if (!request.vnis.empty()) parts.push_back("vnis: " + vnisText(request.vnis));
+  if (!request.domains.empty()) {
+    parts.push_back("domains: " + domainsText(request.domains, request.vlans.size()));
+  }
+}
+
 std::string requestText(const PortRequest& request) {
   std::vector<std::string> parts = {"client: " + scalar(request.client),
                                     "switch: " + scalar(request.switchName),
                                     "port: " + scalar(request.port)};
-  if (!request.vlans.empty()) parts.push_back("vlans: " + vlansText(request.vlans));
+  addVlans(request, parts);
   if (request.nativeVlan) parts.push_back("native: " + std::to_string(*request.nativeVlan));
   if (!request.remoteHosts.empty()) {
     std::vector<std::string> names;
@@ -140,10 +242,10 @@ std::string requestText(const PortRequest& request) {
 }
 
 std::string requestText(const HostnameRequest& request) {
-  return "  - " +
-         map({"client: " + scalar(request.client), "hostname: " + scalar(request.hostname),
-              "vlans: " + vlansText(request.vlans)}) +
-         '\n';
+  std::vector<std::string> parts = {"client: " + scalar(request.client),
+                                    "hostname: " + scalar(request.hostname)};
+  addVlans(request, parts);
+  return "  - " + map(parts) + '\n';
 }
 
 // Texts of at most so many bytes, each opened with the version and the section that goes on.
@@ -190,6 +292,8 @@ std::vector<std::string> yamlOf(const Fabric& fabric, std::size_t bytes) {
   documents.sectionIs("links");
   for (const Link& link : fabric.links)
     documents.add("  - [" + endText(link.a) + ", " + endText(link.b) + "]\n");
+  documents.sectionIs("static maps");
+  for (const StaticMap& domain : fabric.staticMaps) documents.add(mapText(domain));
   documents.sectionIs("requests");
   for (const PortRequest& request : fabric.portRequests) documents.add(requestText(request));
   for (const HostnameRequest& request : fabric.hostnameRequests) {

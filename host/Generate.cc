@@ -1,6 +1,7 @@
 #include "host/Generate.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "host/FabricText.h"
@@ -22,6 +23,7 @@ class Generation {
 
   Fabric run() {
     makeSwitches();
+    if (asks()) makeMaps();
     for (U32 server = 0; server < options_.servers; ++server) addServer(server);
     if (asks()) {
       for (U32 leaf = 0; leaf < options_.leaves; ++leaf) askForPort(leaf);
@@ -38,7 +40,9 @@ class Generation {
   void makeSwitches() {
     for (U32 leaf = 0; leaf < options_.leaves; ++leaf) {
       const std::string name = numbered("leaf", leaf + 1);
-      fabric_.switches.push_back({name, name, {}, {}});
+      Node node{name, name, {}, {}};
+      node.vteps.push_back({numbered("vtep", leaf + 1)});
+      fabric_.switches.push_back(std::move(node));
     }
     for (U32 spine = 0; spine < options_.spines; ++spine) {
       const std::string name = numbered("spine", spine + 1);
@@ -49,6 +53,20 @@ class Generation {
       }
       fabric_.switches.push_back(std::move(node));
     }
+  }
+
+  void makeMaps() {
+    for (U32 client = 1; client < options_.clients; client += 2) {
+      const U32 low = firstVlan(client);
+      const U32 high = low + vlans_ - 1;
+      fabric_.staticMaps.push_back({domainOf(client), {{{low, high}, {low + up, high + up}}}});
+    }
+    // As those stand that are read from documents.
+    std::sort(fabric_.staticMaps.begin(), fabric_.staticMaps.end(),
+              [](const StaticMap& a, const StaticMap& b) {
+                return std::tie(a.domain.first, a.domain.second) <
+                       std::tie(b.domain.first, b.domain.second);
+              });
   }
 
   LinkEnd newPort(U32 leaf) {
@@ -85,18 +103,24 @@ class Generation {
 
   void askForHostname(const std::string& hostname) {
     const U32 client = random_.below(options_.clients);
-    fabric_.hostnameRequests.push_back({nameOf(client), hostname, drawVlans(client)});
+    askForHostname(client, hostname);
     const bool asksOther = options_.links == 0 && options_.clients > 1 && random_.below(4) == 0;
     if (!asksOther) return;
-    const U32 other = (client + 1 + random_.below(options_.clients - 1)) % options_.clients;
-    fabric_.hostnameRequests.push_back({nameOf(other), hostname, drawVlans(other)});
+    askForHostname((client + 1 + random_.below(options_.clients - 1)) % options_.clients, hostname);
+  }
+
+  void askForHostname(U32 client, const std::string& hostname) {
+    HostnameRequest request{nameOf(client), hostname, {}};
+    drawVlans(client, request);
+    fabric_.hostnameRequests.push_back(std::move(request));
   }
 
   // For a machine that nobody has described as a host.
   void askForPort(U32 leaf) {
     const LinkEnd port = newPort(leaf);
     const U32 client = random_.below(options_.clients);
-    PortRequest request{nameOf(client), port.node, port.port, drawVlans(client), {}, {}};
+    PortRequest request{nameOf(client), port.node, port.port, {}, {}, {}};
+    drawVlans(client, request);
     if (random_.below(2) == 0) request.nativeVlan = request.vlans.front();
     fabric_.portRequests.push_back(std::move(request));
   }
@@ -113,19 +137,30 @@ class Generation {
 
   static std::string nameOf(U32 client) { return numbered("client", client + 1); }
 
+  static DomainName domainOf(U32 client) { return {nameOf(client), "main"}; }
+
   // The first of those that the client owns.
   U32 firstVlan(U32 client) const {
     return 1 + static_cast<U32>(U64{client} * vlans_ % (maxVlan - vlans_ + 1));
   }
 
-  std::vector<U32> drawVlans(U32 client) {
+  // Clients give their VLANs VNIs themselves and by their domain, by turns.
+  template <class Request>
+  void drawVlans(U32 client, Request& request) {
     const U32 wanted = options_.vlansOfRequest > 0 ? options_.vlansOfRequest : 1 + random_.below(4);
     const U32 number = std::min(wanted, vlans_);
     const U32 first = firstVlan(client) + random_.below(vlans_ - number + 1);
-    std::vector<U32> vlans;
-    for (U32 vlan = first; vlan < first + number; ++vlan) vlans.push_back(vlan);
-    return vlans;
+    for (U32 vlan = first; vlan < first + number; ++vlan) {
+      request.vlans.push_back(vlan);
+      if (client % 2 == 0) {
+        request.vnis.push_back({vlan, vlan + up});
+      } else {
+        request.domains.push_back({vlan, domainOf(client)});
+      }
+    }
   }
+
+  static constexpr U32 up = 10000;  // from a VLAN to its VNI
 
   const GenerateOptions options_;
   const U32 vlans_;

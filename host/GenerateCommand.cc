@@ -5,7 +5,6 @@
 #include <ostream>
 #include <vector>
 
-#include "host/FabricYaml.h"
 #include "host/Limits.h"
 
 namespace Fabrion::Host {
@@ -60,7 +59,7 @@ Outcome generateDocuments(const GenerateCommandOptions& options, std::ostream& o
   if (const std::string why = tooMuch(fabric); !why.empty()) {
     return refuse(err, "no document can hold this fabric: " + why);
   }
-  const std::vector<std::string> texts = yamlOf(fabric);
+  const std::vector<std::string> texts = yamlOf(fabric, options.bytes);
   if (!options.output) {
     if (texts.size() > 1) {
       return refuse(err,

@@ -1,10 +1,12 @@
 #pragma once
 // `fabrion generate`: writes a made-up fabric as documents.
 
+#include <cstddef>
 #include <iosfwd>
 #include <optional>
 #include <string>
 
+#include "host/FabricYaml.h"
 #include "host/Generate.h"
 #include "host/Outcome.h"
 
@@ -14,6 +16,7 @@ struct GenerateCommandOptions {
   GenerateOptions fabric;
   // Where the document goes, a further one as NAME-2.yaml beside NAME.yaml; `out` unless set.
   std::optional<std::string> output;
+  std::size_t bytes = documentBytes;  // that one document may be
 };
 
 // Names on `out` the files that it writes. On `err` says why it writes nothing: a fabric beyond
