@@ -1,76 +1,130 @@
-// One event through the whole system, in fabrics of different sizes: what it costs must not grow
-// with the fabric.
+// Single events on their way through the whole system, in fabrics of different sizes: what one
+// costs must not grow with the fabric. The peer is the same in the fabric of 100 servers.
 
-#include <benchmark/benchmark.h>
-
+#include <cstddef>
 #include <string>
 
-#include "host/Controller.h"
-#include "host/Module.h"
+#include "bench/Rows.h"
+#include "bench/fabric/Scene.h"
 
 namespace {
 
-namespace Op = Fabrion::Host::Op;
-using Fabrion::Host::Controller;
-using Fabrion::Host::HostRequestName;
-using Fabrion::Host::loadModule;
-using Fabrion::Host::PortName;
+using Bench::Scene;
 
-// Leaves with 32 servers each; server S is plugged into port eS of its leaf.
-void build(Controller& controller, int64_t leaves) {
-  controller.apply(Op::TopologyStart{});
-  for (int64_t l = 0; l < leaves; ++l) {
-    const std::string leaf = "leaf" + std::to_string(l);
-    Op::HostNew host{leaf, leaf, {}, {}};
-    for (int p = 0; p < 32; ++p) host.ports.push_back("e" + std::to_string(p));
-    controller.apply(Op::SwitchNew{leaf});
-    controller.apply(Op::ElementHold{leaf, "fabrion"});
-    controller.apply(host);
-    controller.apply(Op::HostEnter{leaf});
-    for (int p = 0; p < 32; ++p) {
-      const std::string server = leaf + "-s" + std::to_string(p);
-      const PortName near{leaf, "e" + std::to_string(p)};
-      const PortName far{server, "eth0"};
-      controller.apply(Op::HostNew{server, server, {"eth0"}, {}});
-      controller.apply(Op::HostEnter{server});
-      controller.apply(Op::HostnameAdd{server, {server}});
-      controller.apply(Op::EdgeAdd{near});
-      controller.apply(Op::EdgeAdd{far});
-      controller.apply(Op::EdgeTo{near, far, true});
-      controller.apply(Op::EdgeTo{far, near, true});
+constexpr U32 few = 100;
+
+// Runs `event` on each of the servers 0 to `count`, and `after` with the clock stopped; `good` must
+// hold then.
+template <class Event, class After>
+void onServers(benchmark::State& state, U32 count, Event event, After after) {
+  for (auto _ : state) {
+    for (U32 server = 0; server < count; ++server) event(server);
+    state.PauseTiming();
+    for (U32 server = 0; server < count; ++server) after(server);
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * count);
+}
+
+// A benchmark of events that do not arrive is worth nothing.
+bool refuse(benchmark::State& state, bool wrong, const char* why) {
+  if (wrong) state.SkipWithError(why);
+  return wrong;
+}
+
+Bench::Body request(U32 servers, bool everywhere) {
+  return [=](benchmark::State& state) {
+    Scene& scene = Scene::of(servers);
+    scene.request(few / 2);
+    if (refuse(state, !scene.reached(few / 2, true), "the request reaches no output")) return;
+    scene.withdraw(few / 2);
+    onServers(
+        state, everywhere ? servers : few, [&](U32 server) { scene.request(server); },
+        [&](U32 server) { scene.withdraw(server); });
+  };
+}
+
+Bench::Body withdraw(U32 servers, bool everywhere) {
+  return [=](benchmark::State& state) {
+    Scene& scene = Scene::of(servers);
+    const U32 count = everywhere ? servers : few;
+    for (U32 server = 0; server < count; ++server) scene.request(server);
+    onServers(
+        state, count, [&](U32 server) { scene.withdraw(server); },
+        [&](U32 server) { scene.request(server); });
+    for (U32 server = 0; server < count; ++server) scene.withdraw(server);
+    refuse(state, scene.reached(few / 2, false), "what is withdrawn stays in an output");
+  };
+}
+
+Bench::Body move(U32 servers) {
+  return [=](benchmark::State& state) {
+    Scene& scene = Scene::of(servers);
+    scene.moveAway(few / 2);
+    if (refuse(state, !scene.moved(few / 2), "nothing moves")) return;
+    scene.moveBack(few / 2);
+    if (refuse(state, scene.moved(few / 2), "nothing moves back")) return;
+    for (auto _ : state) {
+      for (U32 server = 0; server < few; ++server) {
+        scene.moveAway(server);
+        scene.moveBack(server);
+      }
     }
-    controller.apply(Op::SwitchStart{leaf});
-    controller.apply(Op::SwitchAnnounce{leaf});
-  }
+    state.SetItemsProcessed(state.iterations() * few * 2);
+  };
 }
 
-// A client adds a VLAN to its request for one host and takes it away again: from the client's call
-// to the allowed VLANs of the switch port, both ways.
-void hostnameRequestVlan(benchmark::State& state) {
-  Controller controller(loadModule(""));
-  build(controller, state.range(0));
-  const HostRequestName request{"acme", "leaf0-s7"};
-  controller.apply(Op::RequestNew{request});
-  controller.apply(Op::RequestStart{request});
-  for (auto _ : state) {
-    controller.apply(Op::VlanAdd{request, 100});
-    controller.apply(Op::VlanDel{request, 100});
-  }
+Bench::Body vtepArrive(U32 servers) {
+  return [=](benchmark::State& state) {
+    Scene& scene = Scene::of(servers);
+    U64 mappings = 0;
+    for (auto _ : state) {
+      state.PauseTiming();
+      scene.vtepGoes(1);
+      if (refuse(state, scene.mappings(1) != 0, "a VTEP that is gone has mappings")) return;
+      state.ResumeTiming();
+      scene.vtepComes(1);
+      mappings = scene.mappings(1);
+    }
+    refuse(state, mappings == 0, "a VTEP that came has no mappings");
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(mappings));
+  };
 }
-BENCHMARK(hostnameRequestVlan)->Arg(1)->Arg(16)->Arg(128);
 
-// A whole request arrives and leaves.
-void hostnameRequest(benchmark::State& state) {
-  Controller controller(loadModule(""));
-  build(controller, state.range(0));
-  const HostRequestName request{"acme", "leaf0-s7"};
-  for (auto _ : state) {
-    controller.apply(Op::RequestNew{request});
-    controller.apply(Op::VlanAdd{request, 100});
-    controller.apply(Op::RequestStart{request});
-    controller.apply(Op::RequestStop{request});
-  }
+Bench::Body mapChange(U32 servers) {
+  return [=](benchmark::State& state) {
+    Scene& scene = Scene::of(servers);
+    scene.changeMap(true);
+    const bool changed = scene.hasVnis(100000, 200000);
+    scene.changeMap(false);
+    if (refuse(state, !changed || scene.hasVnis(100000, 200000), "no output follows the map"))
+      return;
+    for (auto _ : state) {
+      scene.changeMap(true);
+      scene.changeMap(false);
+    }
+    state.SetItemsProcessed(state.iterations() * 2 * static_cast<int64_t>(scene.mapped()));
+  };
 }
-BENCHMARK(hostnameRequest)->Arg(1)->Arg(16)->Arg(128);
+
+const Bench::RowsOf rows([](std::vector<Bench::Row>& to) {
+  constexpr double level = 1.5;
+  constexpr double levelEverywhere = 3.0;  // what a processor's caches lose is the fabric's size
+  const std::string peer = "100 servers";
+  for (const U32 servers : {10'000U, 100'000U}) {
+    const std::string size = '.' + std::to_string(servers);
+    to.push_back({"request.hostname" + size, request(servers, false), peer, request(few, false),
+                  level, "us"});
+    to.push_back({"request.hostname.all" + size, request(servers, true), peer, request(few, true),
+                  levelEverywhere, "us"});
+    to.push_back({"request.withdraw" + size, withdraw(servers, false), peer, withdraw(few, false),
+                  level, "us"});
+    to.push_back({"request.withdraw.all" + size, withdraw(servers, true), peer, withdraw(few, true),
+                  levelEverywhere, "us"});
+    to.push_back({"link.move" + size, move(servers), peer, move(few), level, "us"});
+    to.push_back({"vtep.arrive" + size, vtepArrive(servers), peer, vtepArrive(few), level, "us"});
+    to.push_back({"map.change" + size, mapChange(servers), peer, mapChange(few), level, "us"});
+  }
+});
 
 }  // namespace

@@ -1,0 +1,74 @@
+#include <valgrind/callgrind.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "bench/fabric/Commands.h"
+#include "bench/fabric/Scene.h"
+
+namespace Bench {
+
+namespace {
+
+// So many servers of the middle of the fabric, one after the other; counts are of all of them.
+constexpr U32 events = 16;
+
+void count(const std::string& name, const std::function<void()>& run) {
+  CALLGRIND_START_INSTRUMENTATION;
+  CALLGRIND_ZERO_STATS;
+  run();
+  CALLGRIND_DUMP_STATS_AT(name.c_str());
+  CALLGRIND_STOP_INSTRUMENTATION;
+}
+
+void must(bool holds, const char* what) {
+  if (!holds) throw std::runtime_error(what);
+}
+
+// EVENT SERVERS PORTS EVENTS, as instructions.sh takes it apart.
+void countIn(Scene& scene, U32 ports) {
+  const U32 first = scene.servers() / 2;
+  const auto each = [&](auto event) {
+    for (U32 server = first; server < first + events; ++server) event(server);
+  };
+  const std::string of = ' ' + std::to_string(scene.servers()) + ' ' + std::to_string(ports) + ' ' +
+                         std::to_string(events);
+  const auto ask = [&] { each([&](U32 server) { scene.request(server); }); };
+  const auto withdraw = [&] { each([&](U32 server) { scene.withdraw(server); }); };
+  const auto move = [&] {
+    each([&](U32 server) {
+      scene.moveAway(server);
+      scene.moveBack(server);
+    });
+  };
+  // Once before, so that collections and slabs have grown to what the events need.
+  ask();
+  must(scene.reached(first, true), "the request reaches no output");
+  withdraw();
+  must(!scene.reached(first, false), "what is withdrawn stays in an output");
+  scene.moveAway(first);
+  must(scene.moved(first), "nothing moves");
+  scene.moveBack(first);
+  move();
+  count("request.hostname" + of, ask);
+  count("request.withdraw" + of, withdraw);
+  count("link.move" + of, move);
+}
+
+}  // namespace
+
+int instructions(const std::vector<U32>& sizes) {
+  for (const U32 size : sizes) {
+    Scene scene(size);
+    countIn(scene, 2);
+  }
+  // On as many leaves as the servers have links, and one to move to.
+  for (const U32 ports : {1U, 2U, 4U}) {
+    Scene scene(241, ports);
+    countIn(scene, ports);
+  }
+  return 0;
+}
+
+}  // namespace Bench
