@@ -11,8 +11,10 @@ namespace Bench {
 
 namespace {
 
-// So many servers of the middle of the fabric, one after the other; counts are of all of them.
-constexpr U32 events = 16;
+// The servers of the second leaf, one after the other: there are the same leaves around them in a
+// fabric of any size. Counts are of all of them.
+constexpr U32 first = 34;
+constexpr U32 events = 32;
 
 void count(const std::string& name, const std::function<void()>& run) {
   CALLGRIND_START_INSTRUMENTATION;
@@ -28,7 +30,6 @@ void must(bool holds, const char* what) {
 
 // EVENT SERVERS PORTS EVENTS, as instructions.sh takes it apart.
 void countIn(Scene& scene, U32 ports) {
-  const U32 first = scene.servers() / 2;
   const auto each = [&](auto event) {
     for (U32 server = first; server < first + events; ++server) event(server);
   };

@@ -13,13 +13,16 @@ namespace {
 
 using Nimbo::String;
 
-constexpr U32 perLeaf = 40;
+// As many to a leaf at every size, as a leaf with more VLANs has longer texts to change. So each
+// server has the same leaf and, as servers are drawn one after the other, asks for the same.
+U32 leavesFor(U32 servers) { return (servers * 3 + 99) / 100; }
+
 constexpr const char* sparePort = "spare";
 
 Fabric fabricOf(U32 servers, U32 links) {
   Fabrion::Host::GenerateOptions options;
   options.servers = servers;
-  options.leaves = (servers + perLeaf - 1) / perLeaf;
+  options.leaves = leavesFor(servers);
   options.clients = 10;
   options.vlans = 40;
   options.links = links;
@@ -38,7 +41,7 @@ Fabric fabricOf(U32 servers, U32 links) {
 }  // namespace
 
 Scene::Scene(U32 servers, U32 links)
-    : fabric_(fabricOf(servers, links)), leaves_((servers + perLeaf - 1) / perLeaf) {
+    : fabric_(fabricOf(servers, links)), leaves_(leavesFor(servers)) {
   Meter meter;
   world_ = std::make_unique<World>(fabric_, meter);
   const std::size_t others = world_->hostnameRequests.size() - servers;
@@ -61,7 +64,8 @@ Scene::Scene(U32 servers, U32 links)
     if (cables.ends.size() > 1) continue;
     cables.server = world_->hosts[server->second]->port(String(link.b.port));
     cables.leaf = world_->switches[leaf].host->port(String(link.a.port));
-    cables.spareLeaf = (leaf + links) % leaves_;
+    // The one before: at every size it has the same servers.
+    cables.spareLeaf = (leaf + leaves_ - 1) % leaves_;
     cables.spare = world_->switches[cables.spareLeaf].host->port(String(sparePort));
   }
   const Fabrion::Host::StaticMap& map = fabric_.staticMaps.front();
@@ -96,13 +100,17 @@ void Scene::moveBack(U32 server) {
 }
 
 void Scene::vtepGoes(U32 leaf) {
-  world_->switches[leaf].vtepStatusDir->vtepStatusV2Del(
-      String(fabric_.switches[leaf].vteps[0].name));
+  const World::Switch& one = world_->switches[leaf];
+  const String vtep(fabric_.switches[leaf].vteps[0].name);
+  one.vtepStatusDir->vtepStatusV2Del(vtep);
+  // The machine leaves it.
+  one.vtepConfigDir->vtepConfigDel(vtep);
 }
 
 void Scene::vtepComes(U32 leaf) {
+  const String vtep(fabric_.switches[leaf].vteps[0].name);
   world_->switches[leaf].vtepStatusDir->vtepStatusV2Is(
-      Velo::make<VxlanController::VtepStatusV2>(String(fabric_.switches[leaf].vteps[0].name)));
+      Velo::make<VxlanController::VtepStatusV2>(vtep));
 }
 
 U64 Scene::mappings(U32 leaf) const {

@@ -1,5 +1,5 @@
 #pragma once
-// The fabric in which single events are measured, of F servers, 40 to a leaf, each with links to
+// The fabric in which single events are measured, of F servers, 33 to a leaf, each with links to
 // different leaves as far as there are; and the events, each with what takes it back.
 //
 // All hold what they change by handle: nothing is looked up by name. A client of its own asks for
@@ -28,11 +28,12 @@ class Scene {
   void request(U32 server) { requests_[server]->vlanIs(vlan)->mappedVniIs(vni); }
   void withdraw(U32 server) { requests_[server]->vlanDel(vlan); }
 
-  // The server's first link goes to a leaf on which it does not hang, and back. One at a time.
+  // The server's first link goes to the leaf before, on which it does not hang, and back. One at a
+  // time.
   void moveAway(U32 server);
   void moveBack(U32 server);
 
-  // The VTEP of a leaf goes and comes.
+  // The VTEP of a leaf goes, and its configuration with it, and comes.
   void vtepGoes(U32 leaf);
   void vtepComes(U32 leaf);
   // Mappings that come with it.
