@@ -119,6 +119,7 @@ Medians measureApart(const Row& row, const Effort& effort) {
 
 Result measure(const Row& row, const Effort& effort) {
   const double scale = nanosecondsIn(row.unit);
+  if (row.prepare) row.prepare();
   const Medians medians = measureApart(row, effort);
   Result result{row.name, row.unit, medians.ours / scale, row.peer};
   if (row.peerBody) {

@@ -40,6 +40,8 @@ struct Row {
   std::optional<double> goal = {};  // the ratio to reach, ours by the peer's; none: only reported
   std::string unit = "ns";          // "ns", "us" or "ms"
   Clock clock = Clock::thread;
+  // Builds, in the program's own process, what several rows share; each row starts from a copy.
+  std::function<void()> prepare = {};
 };
 
 // Medians, in the row's unit.

@@ -107,24 +107,29 @@ Bench::Body mapChange(U32 servers) {
   };
 }
 
-const Bench::RowsOf rows([](std::vector<Bench::Row>& to) {
-  constexpr double level = 1.5;
-  constexpr double levelEverywhere = 3.0;  // what a processor's caches lose is the fabric's size
-  const std::string peer = "100 servers";
-  for (const U32 servers : {10'000U, 100'000U}) {
-    const std::string size = '.' + std::to_string(servers);
-    to.push_back({"request.hostname" + size, request(servers, false), peer, request(few, false),
-                  level, "us"});
-    to.push_back({"request.hostname.all" + size, request(servers, true), peer, request(few, true),
-                  levelEverywhere, "us"});
-    to.push_back({"request.withdraw" + size, withdraw(servers, false), peer, withdraw(few, false),
-                  level, "us"});
-    to.push_back({"request.withdraw.all" + size, withdraw(servers, true), peer, withdraw(few, true),
-                  levelEverywhere, "us"});
-    to.push_back({"link.move" + size, move(servers), peer, move(few), level, "us"});
-    to.push_back({"vtep.arrive" + size, vtepArrive(servers), peer, vtepArrive(few), level, "us"});
-    to.push_back({"map.change" + size, mapChange(servers), peer, mapChange(few), level, "us"});
-  }
-});
+const Bench::RowsOf rows(
+    [](std::vector<Bench::Row>& to) {
+      constexpr double level = 1.5;
+      constexpr double levelEverywhere =
+          3.0;  // what a processor's caches lose is the fabric's size
+      for (const U32 servers : {10'000U, 100'000U}) {
+        const auto add = [&](const char* name, auto body, double goal, auto... everywhere) {
+          to.push_back({std::string(name) + '.' + std::to_string(servers),
+                        body(servers, everywhere...), "100 servers", body(few, everywhere...), goal,
+                        "us", Bench::Clock::thread, [servers] {
+                          Scene::of(few);
+                          Scene::of(servers);
+                        }});
+        };
+        add("request.hostname", request, level, false);
+        add("request.hostname.all", request, levelEverywhere, true);
+        add("request.withdraw", withdraw, level, false);
+        add("request.withdraw.all", withdraw, levelEverywhere, true);
+        add("link.move", move, level);
+        add("vtep.arrive", vtepArrive, level);
+        add("map.change", mapChange, level);
+      }
+    },
+    300);
 
 }  // namespace

@@ -123,7 +123,11 @@ U64 Scene::mappings(U32 leaf) const {
 
 void Scene::changeMap(bool other) {
   const U32 up = other ? 100000 : 0;
+  const auto domain = map_->domain();
+  world_->config->vlanToVniMapDel(domain);
+  map_ = Velo::make<Fabrion::VlanToVniMap>(domain);
   map_->mapIs(mapVlans_, {mapVnis_.lower() + up, mapVnis_.upper() + up});
+  world_->config->vlanToVniMapIs(map_);
 }
 
 bool Scene::reached(U32 server, bool all) const {

@@ -40,7 +40,7 @@ class Scene {
   U64 mappings(U32 leaf) const;
 
   // The static map of a client that each tenth server has gives its VLANs other VNIs, or the first
-  // ones again.
+  // ones again: it goes and comes back whole, since of a range that changes the old VNIs stay.
   void changeMap(bool other);
   // Pairs of a port and a VLAN whose VNI changes with it.
   U64 mapped() const { return mapped_; }
