@@ -7,6 +7,8 @@
 
 #include "host/AuditCommand.h"
 #include "host/CheckCommand.h"
+#include "host/DiscoverCommand.h"
+#include "host/DrawCommand.h"
 #include "host/FabricText.h"
 #include "host/GenerateCommand.h"
 #include "host/Module.h"
@@ -182,6 +184,53 @@ void addGenerate(CLI::App& app, Session& session) {
   });
 }
 
+void addDiscover(CLI::App& app, Session& session) {
+  CLI::App* const command = app.add_subcommand(
+      "discover", "Make the topology part of a fabric document from LLDP neighbours");
+  const auto options = std::make_shared<DiscoverOptions>();
+  command
+      ->add_option("files", options->files,
+                   "What lldpcli -f json0 show neighbors details (or json) printed on a switch; "
+                   "the file is named like the switch, with any extension")
+      ->type_name("FILE");
+  command->add_option("--switch", options->namedFiles, "A file and the name of its switch")
+      ->type_name("NAME=FILE")
+      ->allow_extra_args(false);
+  command->add_option("--host", options->hosts, "A neighbour that is a host, whatever it says")
+      ->type_name("NAME")
+      ->allow_extra_args(false);
+  command
+      ->add_option("--ports", options->ports,
+                   "Ports that a switch has besides those with neighbours")
+      ->type_name("SWITCH=PORTS")
+      ->allow_extra_args(false);
+  command->footer(
+      "Example:\n"
+      "  fabrion discover --ports 'leaf1=e[1-48]' lldp/*.json > topology.yaml\n"
+      "  fabrion run topology.yaml requests.yaml");
+  command->callback([&session, options] {
+    commandIs(session, [options] { return discover(*options, std::cout, std::cerr); });
+  });
+}
+
+void addDraw(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("draw", "Draw the fabric and what each port carries, as SVG");
+  const auto options = std::make_shared<DrawOptions>();
+  command->add_option("documents", options->documents, "Files that make up the fabric")
+      ->required()
+      ->type_name("DOCUMENT");
+  command->add_option("-o,--output", options->output, "The picture, or - for the standard output")
+      ->required()
+      ->type_name("FILE");
+  command->footer("Example:\n  fabrion draw topology.yaml requests.yaml -o fabric.svg");
+  command->callback([&session, options] {
+    commandIs(session, [&session, options] {
+      return draw(*options, std::cout, std::cerr, session.module());
+    });
+  });
+}
+
 void addWiring(CLI::App& app, Session& session) {
   CLI::App* const command =
       app.add_subcommand("wiring", "Show what each machine follows and does about it");
@@ -214,6 +263,8 @@ int runCommandLine(int argc, const char* const* argv) {
   addCheck(app, session);
   addRender(app, session);
   addGenerate(app, session);
+  addDiscover(app, session);
+  addDraw(app, session);
   addReplay(app, session);
   addWiring(app, session);
   try {
