@@ -51,6 +51,11 @@ TEST(Pages, TheExampleOfTheRunOutputIsARun) {
   EXPECT_THAT(blocksOf(page, "json"), ElementsAre(ran(ReportFormat::json)));
 }
 
+TEST(Pages, TheDocumentThatDiscoverMakesIsTheOneOfTheExample) {
+  EXPECT_THAT(blocksOf(textOfFile(inRepository("docs/discover.md")), "yaml"),
+              ElementsAre(textOfFile(inRepository("examples/lldp/topology.yaml"))));
+}
+
 TEST(Pages, AnEventFlowsAsThePageTells) {
   std::istringstream journal(textOfFile(inRepository("tests/data/hostname-request.journal")));
   std::ostringstream out;
@@ -115,7 +120,7 @@ TEST(Pages, FilesThatAreNamedAreThere) {
       "cmake)/[A-Za-z0-9_./-]*)`|\\]\\(([^):#]+)\\)");
   for (const char* page : {"README.md", "docs/architecture.md", "docs/how-an-event-flows.md",
                            "docs/run-output.md", "docs/rendering.md", "docs/fabric-document.md",
-                           "docs/embedding.md"}) {
+                           "docs/embedding.md", "docs/discover.md", "docs/drawing.md"}) {
     const std::string text = textOfFile(inRepository(page));
     const auto folder = std::filesystem::path(inRepository(page)).parent_path();
     int links = 0;
