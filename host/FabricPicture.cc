@@ -22,6 +22,8 @@ constexpr double fanHeight = 62;  // between leaves and hosts
 constexpr double layerGap = 96;
 constexpr double legendHeight = 58;
 constexpr std::size_t fewestRows = 4;
+constexpr double narrowestWidth = 700;  // of the legend
+constexpr double conflictEm = 13.5;
 constexpr double pageShape = 1.7;  // width by height that columns of hosts are made to fit
 
 std::string counted(std::size_t number, const char* one, const char* several) {
@@ -473,8 +475,12 @@ void Layout::finish(double bottom) {
   picture_.heading += report_.conflicts.empty()
                           ? "no conflicts"
                           : counted(report_.conflicts.size(), "conflict", "conflicts");
-  for (const NativeVlanConflict& one : report_.conflicts) picture_.conflicts.push_back(lineOf(one));
-  picture_.width = std::max(widthOf() + 2 * margin, 760.0);
+  double width = std::max(widthOf(), narrowestWidth);
+  for (const NativeVlanConflict& one : report_.conflicts) {
+    picture_.conflicts.push_back(lineOf(one));
+    width = std::max(width, textWidth(picture_.conflicts.back(), conflictEm));
+  }
+  picture_.width = width + 2 * margin;
   picture_.legendY = bottom + 34 + 20 * static_cast<double>(picture_.conflicts.size());
   picture_.height = picture_.legendY + legendHeight;
 }

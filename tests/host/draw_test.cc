@@ -110,9 +110,11 @@ bool apart(const Rectangle& a, const Rectangle& b) {
   return a.right() <= b.x || b.right() <= a.x || a.bottom() <= b.y || b.bottom() <= a.y;
 }
 
+// An edge may fall on the other, but for rounding.
 bool inside(const Rectangle& inner, const Rectangle& outer) {
-  return inner.x >= outer.x && inner.right() <= outer.right() && inner.y >= outer.y &&
-         inner.bottom() <= outer.bottom();
+  constexpr double rounding = 1e-6;
+  return inner.x >= outer.x - rounding && inner.right() <= outer.right() + rounding &&
+         inner.y >= outer.y - rounding && inner.bottom() <= outer.bottom() + rounding;
 }
 
 // ---- Files
