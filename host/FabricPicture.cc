@@ -30,18 +30,40 @@ std::string counted(std::size_t number, const char* one, const char* several) {
   return std::to_string(number) + ' ' + (number == 1 ? one : several);
 }
 
+template <class Conflict>
+std::string placeOf(const Conflict& conflict) {
+  return "Conflict on " + conflict.switchName + ", " +
+         (conflict.onGroup ? "port group " : "port ") + conflict.interface + ": ";
+}
+
+std::string inBrackets(const std::set<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? " (" : ", ") + name;
+  return text.empty() ? text : text + ")";
+}
+
 std::string lineOf(const NativeVlanConflict& conflict) {
-  std::string text = "Conflict on " + conflict.switchName + ", " +
-                     (conflict.onGroup ? "port group " : "port ") + conflict.interface +
-                     ": native VLANs ";
+  std::string text = placeOf(conflict) + "native VLANs ";
   for (std::size_t i = 0; i < conflict.asked.size(); ++i) {
     const AskedVlan& asked = conflict.asked[i];
     text += (i == 0 ? "" : ", ") + std::to_string(asked.vlan);
     std::set<std::string> clients;
     for (const Asker& asker : asked.askers) clients.insert(asker.client);
-    std::string names;
-    for (const std::string& client : clients) names += (names.empty() ? "" : ", ") + client;
-    if (!names.empty()) text += " (" + names + ")";
+    text += inBrackets(clients);
+  }
+  return text;
+}
+
+std::string lineOf(const VniConflict& conflict) {
+  std::string text = placeOf(conflict) + "VLAN " + std::to_string(conflict.vlan) + " to VNIs ";
+  for (std::size_t i = 0; i < conflict.asked.size(); ++i) {
+    const AskedVni& asked = conflict.asked[i];
+    text += (i == 0 ? "" : ", ") + std::to_string(asked.vni);
+    std::set<std::string> askers;
+    for (const VniAsker& asker : asked.askers) {
+      askers.insert(asker.client.empty() ? "domain " + asker.domain : asker.client);
+    }
+    text += inBrackets(askers);
   }
   return text;
 }
@@ -170,6 +192,9 @@ SwitchPlace Layout::placeOf(const SwitchReport& report) const {
     }
   }
   for (const NativeVlanConflict& conflict : report_.conflicts) {
+    if (conflict.switchName == report.name) place.conflicts.insert(conflict.interface);
+  }
+  for (const VniConflict& conflict : report_.vniConflicts) {
     if (conflict.switchName == report.name) place.conflicts.insert(conflict.interface);
   }
   return place;
@@ -472,13 +497,14 @@ void Layout::finish(double bottom) {
                      counted(fabric_.hosts.size(), "host", "hosts") + ", " +
                      counted(fabric_.links.size(), "link", "links") + ", ";
   if (remote > 0) picture_.heading += counted(remote, "remote host", "remote hosts") + ", ";
-  picture_.heading += report_.conflicts.empty()
+  for (const auto& one : report_.conflicts) picture_.conflicts.push_back(lineOf(one));
+  for (const auto& one : report_.vniConflicts) picture_.conflicts.push_back(lineOf(one));
+  picture_.heading += picture_.conflicts.empty()
                           ? "no conflicts"
-                          : counted(report_.conflicts.size(), "conflict", "conflicts");
+                          : counted(picture_.conflicts.size(), "conflict", "conflicts");
   double width = std::max(widthOf(), narrowestWidth);
-  for (const NativeVlanConflict& one : report_.conflicts) {
-    picture_.conflicts.push_back(lineOf(one));
-    width = std::max(width, textWidth(picture_.conflicts.back(), conflictEm));
+  for (const std::string& line : picture_.conflicts) {
+    width = std::max(width, textWidth(line, conflictEm));
   }
   picture_.width = width + 2 * margin;
   picture_.legendY = bottom + 34 + 20 * static_cast<double>(picture_.conflicts.size());

@@ -40,6 +40,23 @@ std::string vlansOf(const Carried& carried) {
   return text;
 }
 
+std::string rangeOf(const NumberRange& range) {
+  return std::to_string(range.low) +
+         (range.low == range.high ? "" : "-" + std::to_string(range.high));
+}
+
+// What the VTEPs map on a port or port group.
+std::string vnisOf(const SwitchReport& on, const std::string& interface) {
+  std::string text;
+  for (const VtepReport& vtep : on.vteps) {
+    for (const VniRun& run : vtep.mappings) {
+      if (run.port != interface) continue;
+      text += "\n" + vtep.name + ": VLAN " + rangeOf(run.vlans) + " to VNI " + rangeOf(run.vnis);
+    }
+  }
+  return text;
+}
+
 std::string titleOf(const SwitchReport& on, const PortReport& port) {
   std::string text = on.name + " " + port.name;
   if (port.group.empty()) {
@@ -47,9 +64,10 @@ std::string titleOf(const SwitchReport& on, const PortReport& port) {
   } else {
     text += "\nmember of " + port.group;
     for (const GroupReport& group : on.groups) {
-      if (group.name == port.group) text += "\n" + vlansOf(group.carried);
+      if (group.name == port.group) text += "\n" + vlansOf(group.carried) + vnisOf(on, group.name);
     }
   }
+  text += vnisOf(on, port.name);
   for (const LinkEnd& end : port.farEnds) text += "\nto " + end.node + ":" + end.port;
   for (const std::string& host : port.remoteHosts) text += "\nremote host " + host;
   if (port.unused()) text += "\nunused";
@@ -126,6 +144,7 @@ class SwitchShape {
     shape_.detail =
         report_.vlans.empty() ? "no VLANs" : shortened("VLANs " + report_.vlans, 34, false);
     shape_.title = report_.name + "\nVLANs: " + (report_.vlans.empty() ? "none" : report_.vlans);
+    for (const VtepReport& vtep : report_.vteps) shape_.title += "\nVTEP " + vtep.name;
     shape_.isSwitch = true;
     shape_.conflict = !place_.conflicts.empty();
     const Edge upper = edgeOf(report_, place_, true);
@@ -201,8 +220,9 @@ class SwitchShape {
     group.conflict = place_.conflicts.contains(name);
     group.onTop = onTop;
     group.title = report_.name + " " + name;
-    if (const GroupReport* const report = find(name))
-      group.title += "\n" + vlansOf(report->carried);
+    if (const GroupReport* const report = find(name)) {
+      group.title += "\n" + vlansOf(report->carried) + vnisOf(report_, name);
+    }
     const double height = depth + groupLabel;
     group.at = {x + 1, onTop ? 0 : shape_.at.height - height, width - 2, height};
     shape_.groups.push_back(std::move(group));

@@ -66,7 +66,7 @@ for node in "${nodes[@]}"; do
 done
 for node in "${nodes[@]}"; do
   for _ in {1..100}; do
-  XX
+    if [[ -S /run/$node.sock ]] && ask "$node" configure lldp tx-interval 1 &>/dev/null; then
       continue 2
     fi
     sleep 0.1
@@ -78,9 +78,13 @@ done
 for node in "${nodes[@]}"; do ask "$node" configure lldp tx-hold 100 >/dev/null; done
 ask srv1 configure lldp custom-tlv oui 00,12,0f subtype 3 oui-info 03,00,00,00,07 >/dev/null
 
+# What was sent before a neighbour listened, would be sent again within half a minute only.
+send() { for node in "${nodes[@]}"; do ask "$node" update >/dev/null; done; }
+
 # Complete once each switch sees all its neighbours, srv1 with the bundle.
 told() { ask "$1" -f keyvalue show neighbors details | grep -c "$2" || true; }
-for _ in {1..150}; do
+for _ in {1..100}; do
+  send
   if (($(told leaf1 'chassis\.name=') == 3 && $(told leaf2 'chassis\.name=') == 2 &&
     $(told spine1 'chassis\.name=') == 2 && $(told leaf1 'aggregation=7') == 2)); then
     for form in json0 json; do
