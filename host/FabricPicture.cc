@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <set>
 #include <utility>
@@ -90,9 +91,9 @@ class Layout {
     makeHosts();
     chooseColumns();
     double y = margin + headingHeight;
-    for (auto layer = byLayer_.rbegin(); layer != byLayer_.rend(); ++layer) {
-      if (hasPeers_.contains(layer->first)) y += 34;
-      y = setLayer(layer->first, layer->second, y);
+    for (const auto& [layer, nodes] : byLayer_) {
+      if (hasPeers_.contains(layer)) y += 34;
+      y = setLayer(layer, nodes, y);
     }
     const double hostsTop = byLayer_.empty() ? y : y - layerGap + fanHeight_;
     double bottom = byLayer_.empty() ? y : y - layerGap;
@@ -137,7 +138,7 @@ class Layout {
   const Report& report_;
   Picture picture_;
   std::map<std::string, unsigned> layers_;
-  std::map<unsigned, std::vector<std::size_t>> byLayer_;
+  std::map<unsigned, std::vector<std::size_t>, std::greater<>> byLayer_;  // the top one first
   std::set<unsigned> hasPeers_;
   std::map<std::string, std::size_t> position_;  // of a switch in its layer
   std::map<std::string, std::size_t> nodeOf_;

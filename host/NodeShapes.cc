@@ -180,8 +180,9 @@ class SwitchShape {
       DrawnPort port;
       port.name = unused[i]->name;
       port.title = titleOf(report_, *unused[i]);
-      port.at = {left + static_cast<double>(i % inRow) * unusedPitch,
-                 top + static_cast<double>(i / inRow) * unusedPitch, unusedSize, unusedSize};
+      const std::size_t row = i / inRow;
+      port.at = {left + static_cast<double>(i - row * inRow) * unusedPitch,
+                 top + static_cast<double>(row) * unusedPitch, unusedSize, unusedSize};
       shape_.ports.push_back(std::move(port));
     }
     return top + static_cast<double>(rows) * unusedPitch;
@@ -336,8 +337,8 @@ void stretch(DrawnNode& shape, double height) {
 
 double textWidth(const std::string& text, double em) {
   double characters = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
     if ((byte & 0xc0u) == 0x80u) continue;
     // e1 and up starts U+1000 and up, where the wide scripts are; a few narrow ones get more room
     // than they need. e2 starts U+2000 to U+2FFF, with the dots of a shortened name.
