@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "platform/Nimbo/String.h"
 #include "platform/Velo/Types.h"
 
 namespace Velo {
@@ -79,7 +80,7 @@ concept HashesItself = requires(const Key& key, U32 seed) {
   { key.hash(seed) } -> std::same_as<U32>;
 };
 
-// A value that is a text, Nimbo::String above all.
+// A value that is a text.
 template <class Key>
 concept ShowsText = requires(const Key& key) {
   { key.view() } -> std::convertible_to<std::string_view>;
@@ -104,6 +105,20 @@ template <>
 struct Hash<U32> {
   static constexpr bool exact = true;
   static constexpr U32 of(U32 key) { return hashU32(key); }
+};
+
+// A short text is hashed by the words that it stands in, without a look at its size.
+template <>
+struct Hash<Nimbo::String> {
+  static constexpr bool exact = false;
+  static U32 of(const Nimbo::String& key) {
+    if (key.isLong()) [[unlikely]]
+      return hashBytes(key.view());
+    U64 state =
+        Impl::hashFold(key.word(0) ^ 0xa0761d6478bd642fU, key.word(1) ^ 0xe7037ed1a0b428dbU);
+    state = Impl::hashFold(state ^ key.word(2), 0x9e3779b97f4a7c15U);
+    return static_cast<U32>(state ^ state >> 32);
+  }
 };
 
 // By identity: the address, whatever the object holds.

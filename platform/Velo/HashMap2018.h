@@ -3,18 +3,14 @@
 // of reactors is one. HashMapCore.h holds slots, index and walkers, the part that does not depend
 // on key and value; Hash.h says how keys are hashed.
 //
-//   HashMap2018         block, one allocation                  nodes, one allocation each
-//  +-----------+     +----------------------------------+
-//  | block   --+---->| size=2  used=3  first=0          |
-//  | walkers --+--+  | capacity=4                       |     +------------+------+---------+
-//  +-----------+  |  | hashes:  h0  |  h1  |  h2  |  -  |  +->| references | key0 | value0  |
-//                 |  | nodes:    o  | null |  o   |  -  |  |  +------------+------+---------+
-//                 |  |           |             |        |  |     ^ one by the collection, one
-//                 |  |           +-------------|--------+--+     | by each iterator on it
-//                 |  |                         +--------+---> ...
-//                 |  | index: above 8 slots only        |
-//                 |  +----------------------------------+
-//                 +--> iterator <-> iterator ...  on the stack of whoever walks
+//   HashMap2018         block, one allocation
+//  +-----------+     +------------------------------------------------+
+//  | block   --+---->| size=2  used=3  first=0  capacity=4  live=101  |
+//  | walkers --+--+  | hashes:   h0    |       |   h2    |            |
+//  +-----------+  |  | entries:  k0 v0 | (gap) |   k2 v2 |            |
+//                 |  +-------------^----------------------------------+
+//                 |                |
+//                 +--> iterator ---+  <-> iterator ...  on the stack of whoever walks
 //
 // Order. Iteration follows the order of insertion. A key that is removed and inserted again stands
 // at the end; a value that is replaced under its key keeps its place. A walk under way reaches what
@@ -23,7 +19,8 @@
 // Iterators never keep the collection from being changed: anything may be inserted, erased,
 // replaced or cleared under them, and the collection itself may die. The element on which an
 // iterator stands, key and value, stays readable while the iterator stands on it, also by a plain
-// reference. Nodes never move. In short, for a handler that calls others:
+// reference, and stays in its place. Other nodes move when the collection grows or closes its gaps.
+// In short, for a handler that calls others:
 //
 //   for (decltype(vlan_)::Iterator it(vlan_); it; it.advance()) {
 //     const U32 id = it.currNodeMaybeStale()->key();  // readable whatever happened
@@ -36,26 +33,29 @@
 // keys and values, and comparing keys, must leave it alone.
 //
 // Cost. Lookup is O(1), insert and erase amortised O(1): about one in as many of them as there are
-// elements moves the slots, in O(size) and O(size) more per iterator. A step of a walk is O(1) on
-// average. Lookup and iteration allocate nothing. Not for use by several threads.
+// elements moves the entries, in O(size) and O(size) more per iterator; so does the replacement of
+// a value on which an iterator stands. A step of a walk is O(1) on average. Lookup and iteration
+// allocate nothing. Not for use by several threads.
 
 #include <cstddef>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <optional>
 #include <type_traits>
 #include <utility>
 
-#include "platform/Quillo/Slab.h"
 #include "platform/Velo/Hash.h"
 #include "platform/Velo/HashMapCore.h"
+#include "platform/Velo/Relocate.h"
 #include "platform/Velo/Types.h"
 
 namespace Velo {
 
 // `Tag` is only a name; it makes each collection a type of its own. `Key` is copyable, has
-// operator== and a Velo::Hash; `Value` is movable without exceptions, so that handing a value over
-// never fails half-way.
+// operator== and a Velo::Hash; both are movable without exceptions, so that handing a value over,
+// or moving to another block, never fails half-way. A value that cannot be copied goes with its
+// element to another block, and leaves a moved-from one to an iterator that stands on it.
 template <class Tag, class Key, class Value>
 class HashMap2018 {
   template <bool IsConst>
@@ -85,18 +85,18 @@ class HashMap2018 {
   std::size_t capacity() const { return core_.capacity(); }
   bool empty() const { return core_.size() == 0; }
 
-  // The element under the key, or null. Good until the element is removed or its value replaced, or
-  // longer while an iterator stands on it. O(1).
-  Node* find(const Key& key) { return seek(key); }
-  const Node* find(const Key& key) const { return seek(key); }
+  // The element under the key, or null. Good until the collection is next changed, or longer while
+  // an iterator stands on it. O(1).
+  Node* find(const Key& key) { return nodeAt(place(key, Hash<Key>::of(key))); }
+  const Node* find(const Key& key) const { return nodeAt(place(key, Hash<Key>::of(key))); }
 
   // The value under the key, or null; good as long as a node of find(). O(1).
   Value* lookup(const Key& key) {
-    Node* const node = seek(key);
+    Node* const node = find(key);
     return node == nullptr ? nullptr : &node->value();
   }
   const Value* lookup(const Key& key) const {
-    const Node* const node = seek(key);
+    const Node* const node = find(key);
     return node == nullptr ? nullptr : &node->value();
   }
 
@@ -104,36 +104,34 @@ class HashMap2018 {
   // exception out of the allocation or a copy changes nothing either. Amortised O(1).
   bool insert(const Key& key, Value value) {
     const U32 hash = Hash<Key>::of(key);
-    if (seekSlot(key, hash) != none) return false;
-    append(hash, key, std::move(value));
+    const Place at = place(key, hash);
+    if (at.slot != none) return false;
+    append(at, hash, key, std::move(value));
     return true;
   }
 
   // Puts the value under the key and returns the one displaced. An element that was there keeps its
   // place; a new one stands at the end. An iterator on the element goes on showing the old value,
   // currNodeNonStale() the new; a value that cannot be copied goes to the caller and leaves the
-  // iterator a moved-from one. An exception changes nothing. Amortised O(1).
+  // iterator a moved-from one. An exception changes nothing. Amortised O(1), and O(size) where an
+  // iterator stands on the element.
   template <class V>
   Change replace(const Key& key, V&& newValue) {
     Value value(std::forward<V>(newValue));
     const U32 hash = Hash<Key>::of(key);
-    const U32 slot = seekSlot(key, hash);
-    if (slot == none) {
-      append(hash, key, std::move(value));
+    const Place at = place(key, hash);
+    if (at.slot == none) {
+      append(at, hash, key, std::move(value));
       return std::nullopt;
     }
-    Node* const old = nodeAt(slot);
-    if constexpr (std::is_nothrow_move_assignable_v<Value>) {
-      if (old->references_ == 1) {
-        Change displaced(std::move(old->value_));
-        old->value_ = std::move(value);
-        return displaced;
-      }
+    Node* node = nodeAt(at);
+    if (core_.pinned(at.slot)) {
+      core_.unpin(type);
+      node = nodeAt(place(key, hash));
     }
-    NewNode fresh(old->key_, std::move(value));
-    Change displaced = handOver(*old);
-    core_.exchange(slot, fresh.release());
-    drop(old);
+    Change displaced(std::move(node->value_));
+    std::destroy_at(&node->value_);
+    std::construct_at(&node->value_, std::move(value));
     return displaced;
   }
 
@@ -142,13 +140,19 @@ class HashMap2018 {
   // copied, so that it stays readable there; one that cannot be copied is moved all the same.
   // Amortised O(1).
   Change erase(const Key& key) {
-    const U32 slot = seekSlot(key, Hash<Key>::of(key));
-    if (slot == none) return std::nullopt;
-    Node* const old = nodeAt(slot);
-    Change value = handOver(*old);
-    core_.takeOut(slot);
-    drop(old);
-    return value;
+    const Place at = place(key, Hash<Key>::of(key));
+    if (at.slot == none) return std::nullopt;
+    Node* const node = nodeAt(at);
+    if (core_.pinned(at.slot)) {
+      Change value = handOver(*node);
+      core_.takeOut(type, at);
+      return value;
+    }
+    // The key is destroyed last, after the collection has been put in order.
+    Node gone(std::move(*node));
+    node->~Node();
+    core_.takeOut(type, at);
+    return Change(std::move(gone.value_));
   }
 
   // Removes all elements, one after the other in order, each gone from the collection before it is
@@ -156,7 +160,17 @@ class HashMap2018 {
   void clear() {
     if (empty()) return;
     const Impl::HashMapWatch watch(core_);
-    while (watch.attached() && !empty()) drop(static_cast<Node*>(core_.takeFirst()));
+    while (watch.attached() && !empty()) {
+      const Place at = core_.first(type);
+      Node* const node = nodeAt(at);
+      if (core_.pinned(at.slot)) {
+        core_.takeOut(type, at);
+        continue;
+      }
+      const Node gone(std::move(*node));
+      node->~Node();
+      core_.takeOut(type, at);
+    }
   }
 
   // Ranges for a range-for loop, whose variable stays readable through the body whatever happens.
@@ -168,45 +182,38 @@ class HashMap2018 {
   Range<Shows::items> items() const { return Range<Shows::items>(*this); }
 
  private:
-  class NewNode;
+  using Place = Impl::HashMapCore::Place;
   static constexpr U32 none = Impl::HashMapBlock::none;
 
-  U32 seekSlot(const Key& key, U32 hash) const {
-    return core_.template find<Hash<Key>::exact>(
-        hash, [&key](const void* node) { return static_cast<const Node*>(node)->key_ == key; });
+  Place place(const Key& key, U32 hash) const {
+    return core_.find(type, hash, [&key](const void* node) {
+      return static_cast<const Node*>(node)->key_ == key;
+    });
   }
-  Node* seek(const Key& key) const {
-    const U32 slot = seekSlot(key, Hash<Key>::of(key));
-    return slot == none ? nullptr : nodeAt(slot);
+  Node* nodeAt(Place at) const {
+    return at.slot == none ? nullptr : static_cast<Node*>(core_.entry(type, at.slot));
   }
-  Node* nodeAt(U32 slot) const { return static_cast<Node*>(core_.node(slot)); }
 
-  void append(U32 hash, const Key& key, Value&& value) {
-    NewNode node(key, std::move(value));
-    core_.append(hash, node.get());
-    node.release();
+  void append(Place at, U32 hash, const Key& key, Value&& value) {
+    ::new (core_.room(type, hash, at)) Node(key, std::move(value));
+    core_.commit(type, hash, at);
   }
   static Change handOver(Node& node) {
     if constexpr (std::is_copy_constructible_v<Value>) {
-      if (node.references_ != 1) return Change(std::as_const(node.value_));
+      return Change(std::as_const(node.value_));
+    } else {
+      return Change(std::move(node.value_));
     }
-    return Change(std::move(node.value_));
   }
-  // May run foreign code, which may destroy the collection: nothing is touched after it.
-  static void drop(Node* node) {
-    if (--node->references_ != 0) return;
-    node->~Node();
-    Quillo::slabFreeOrStdFree(node);
-  }
+
+  static const Impl::HashMapType type;
 
   Impl::HashMapCore core_;
 };
 
-// An element. Its address holds for its life, whatever happens to the collection around it.
+// An element.
 template <class Tag, class Key, class Value>
 class HashMap2018<Tag, Key, Value>::Node {
-  static_assert(std::is_copy_constructible_v<Key> && std::is_nothrow_move_constructible_v<Value>);
-
  public:
   const Key& key() const { return key_; }
   Value& value() { return value_; }
@@ -216,54 +223,61 @@ class HashMap2018<Tag, Key, Value>::Node {
   friend class HashMap2018;
 
   Node(const Key& key, Value&& value) : key_(key), value_(std::move(value)) {}
+  Node(Node&& other) noexcept : key_(std::move(other.key_)), value_(std::move(other.value_)) {}
   ~Node() = default;
 
-  mutable U32 references_ = 1;
-  Key key_;
-  Value value_;
-};
-
-// A node on its way into the collection.
-template <class Tag, class Key, class Value>
-class HashMap2018<Tag, Key, Value>::NewNode {
- public:
-  NewNode(const Key& key, Value&& value) {
-    static_assert(alignof(Node) <= Quillo::slabAlignment);
-    void* const memory = Quillo::slabAllocOrStdMalloc(sizeof(Node), 0);
-    try {
-      node_ = ::new (memory) Node(key, std::move(value));
-    } catch (...) {
-      Quillo::slabFreeOrStdFree(memory);
-      throw;
+  static void relocate(void* to, void* from) noexcept {
+    Node* const node = static_cast<Node*>(from);
+    ::new (to) Node(std::move(*node));
+    node->~Node();
+  }
+  static void copy(void* to, void* from) {
+    Node* const node = static_cast<Node*>(from);
+    if constexpr (std::is_copy_constructible_v<Value>) {
+      ::new (to) Node(node->key_, Value(std::as_const(node->value_)));
+    } else {
+      ::new (to) Node(node->key_, std::move(node->value_));
     }
   }
-  NewNode(const NewNode&) = delete;
-  NewNode& operator=(const NewNode&) = delete;
-  ~NewNode() {
-    if (node_ != nullptr) drop(node_);
+  static void destroy(void* node) noexcept { static_cast<Node*>(node)->~Node(); }
+  static U32 hash(const void* node) noexcept {
+    return Hash<Key>::of(static_cast<const Node*>(node)->key_);
   }
 
-  Node* get() const { return node_; }
-  Node* release() { return std::exchange(node_, nullptr); }
-
- private:
-  Node* node_;
+  Key key_;
+  [[no_unique_address]] Value value_;
 };
 
+template <class Tag, class Key, class Value>
+inline constexpr Impl::HashMapType HashMap2018<Tag, Key, Value>::type = {
+    sizeof(Node),
+    Hash<Key>::exact,
+    isRelocatable<Key>&& isRelocatable<Value> ? nullptr : &Node::relocate,
+    &Node::copy,
+    &Node::destroy,
+    &Node::hash};
+
 // Stands on an element, at first the oldest, or at the end. Lives on the stack of whoever iterates,
-// and may outlive the collection. Takes a reference on its element; linked into the collection
-// until the walk has ended.
+// and may outlive the collection. The element stays in its place while an iterator stands on it.
 template <class Tag, class Key, class Value>
 template <bool IsConst>
 class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker {
+  static_assert(std::is_copy_constructible_v<Key> && std::is_nothrow_move_constructible_v<Key> &&
+                std::is_nothrow_move_constructible_v<Value>);
+  static_assert(alignof(Node) <= alignof(U64), "nodes stand side by side in blocks");
+
   using Map = std::conditional_t<IsConst, const HashMap2018, HashMap2018>;
   using Element = std::conditional_t<IsConst, const Node, Node>;
 
  public:
-  explicit BasicIterator(Map& map) : node_(static_cast<Node*>(start(map.core_))) { hold(); }
+  explicit BasicIterator(Map& map) : node_(static_cast<Node*>(start(type, map.core_))) {}
   ~BasicIterator() {
-    leave();
-    if (node_ != nullptr) drop(node_);
+    if (node_ == nullptr) return;
+    if (settled()) {
+      unlink();
+    } else {
+      end();
+    }
   }
 
   // Stands on an element, be it there or gone; false at the end.
@@ -271,7 +285,9 @@ class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker 
 
   // The element as it now is in the collection; null when it is gone, also if its key has come back
   // at the end. After a replacement, the node of the new value, which this iterator does not hold.
-  Element* currNodeNonStale() const { return static_cast<Node*>(standing()); }
+  Element* currNodeNonStale() const {
+    return node_ == nullptr ? nullptr : static_cast<Node*>(standing(type));
+  }
   // The element as the iterator came to it, also when it is gone; null at the end.
   Element* currNodeMaybeStale() const { return node_; }
   // The key of the element stood on; not at the end.
@@ -280,31 +296,44 @@ class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker 
   // Goes to the next element that is there, in order; then lets go of the one before. At the end
   // nothing happens.
   void advance() {
-    Node* const left = node_;
-    node_ = static_cast<Node*>(step());
-    hold();
-    if (left != nullptr) drop(left);
+    if (settled()) [[likely]] {
+      node_ = static_cast<Node*>(step(type));
+    } else if (node_ != nullptr) {
+      advanceFromStale();
+    }
   }
 
  private:
   friend class HashMap2018;
 
-  void hold() {
-    if (node_ != nullptr) ++node_->references_;
+  void advanceFromStale() {
+    Left left;
+    node_ = static_cast<Node*>(stepFrom(type, left));
+    drop(left);
+  }
+  void end() {
+    Left left;
+    leave(type, left);
+    drop(left);
+  }
+  // Ends what nobody stands on any more. That may run foreign code: nothing is touched after it.
+  static void drop(const Left& left) {
+    if (left.entry == nullptr) return;
+    Node* const node = static_cast<Node*>(left.entry);
+    const Node gone(std::move(*node));
+    node->~Node();
+    release(left.block);
   }
   // From an element that is gone to the next one, from a value replaced to that of now. Either may
   // run foreign code that makes the same necessary again.
   void skipStale() {
-    while (node_ != nullptr) {
-      Node* const now = static_cast<Node*>(standing());
-      if (now == node_) return;
-      if (now == nullptr) {
+    while (node_ != nullptr && !settled()) {
+      if (standing(type) == nullptr) {
         advance();
         continue;
       }
-      Node* const left = node_;
-      node_ = now;
-      hold();
+      Left left;
+      node_ = static_cast<Node*>(rehome(type, left));
       drop(left);
     }
   }

@@ -1,9 +1,9 @@
-// Growth, compaction and removal: what changes slots, and the walkers with them.
+// What happens seldom: growth, compaction and removal, which change slots and the walkers with
+// them, and the steps of a walker whose entry has gone or moved.
 
 #include "platform/Velo/HashMapCore.h"
 
 #include <algorithm>
-#include <bit>
 #include <new>
 #include <stdexcept>
 
@@ -12,143 +12,342 @@
 namespace Velo::Impl {
 namespace {
 
-constexpr U32 firstCapacity = 4;
+constexpr U32 firstCapacity = 1;
 constexpr U32 lastCapacity = 1U << 30;
 
 }  // namespace
 
-HashMapCore::~HashMapCore() {
-  while (walkers_ != nullptr) walkers_->leave();
-  Quillo::slabFreeOrStdFree(block_);
+// -------------------------------------------------------------------------------------------------
+// Blocks
+
+HashMapBlock* HashMapCore::allocate(const HashMapType& type, U32 capacity) {
+  HashMapBlock shape{0, 0, 0, capacity, 0};
+  std::size_t bytes = sizeof(HashMapBlock) + shape.entriesEnd(type);
+  if (shape.indexed() && !type.exact) bytes += std::size_t{capacity} * sizeof(U32);
+  if (capacity > 64) bytes += capacity / 8;
+  auto* const block = ::new (Quillo::slabAlloc(bytes)) HashMapBlock(shape);
+  // The index is all vacant then, and hashes of elements to come are compared before they are set.
+  std::memset(block->tail(), block->indexed() ? 0xff : 0, block->entriesAt());
+  if (capacity > 64) std::memset(block->liveWords(type), 0, capacity / 8);
+  return block;
 }
 
-// Every byte is set to the pattern, so the index comes as all vacant.
-HashMapBlock* HashMapCore::allocate(U32 capacity) {
-  const std::size_t indexWords = capacity > HashMapBlock::scannedCapacity ? 2 : 0;
-  const std::size_t bytes =
-      sizeof(HashMapBlock) +
-      std::size_t{capacity} * (sizeof(U32) + sizeof(void*) + indexWords * sizeof(U32));
-  void* const memory = Quillo::slabAllocOrStdMalloc(bytes, 0xff);
-  return ::new (memory) HashMapBlock{0, 0, 0, capacity};
+void HashMapWalker::release(HashMapBlock* block) noexcept { Quillo::slabFreeOrStdFree(block); }
+
+U32 HashMapBlock::nextLiveAfterGap(const HashMapType& type, U32 from) {
+  const U64* const words = liveWords(type);
+  const U32 end = (used + 63) / 64;
+  U32 word = from / 64;
+  U64 bits = words[word] & (~U64{0} << (from % 64));
+  while (bits == 0) {
+    if (++word >= end) return none;
+    bits = words[word];
+  }
+  return word * 64 + static_cast<U32>(std::countr_zero(bits));
 }
 
-void HashMapCore::enter(HashMapBlock& block, U32 slot) noexcept {
-  U32* const index = block.index();
+U32 HashMapBlock::rank(const HashMapType& type, U32 slot) {
+  const U64* const words = liveWords(type);
+  U32 count = 0;
+  for (U32 word = 0; word < slot / 64; ++word)
+    count += static_cast<U32>(std::popcount(words[word]));
+  if (slot % 64 == 0) return count;
+  return count + static_cast<U32>(std::popcount(words[slot / 64] & ((U64{1} << (slot % 64)) - 1)));
+}
+
+U32 HashMapCore::vacancy(HashMapBlock& block, U32 hash) noexcept {
+  if (!block.indexed()) return 0;
+  const U32* const index = block.index();
   const U32 mask = block.mask();
-  const U32 hash = block.hashes()[slot];
   U32 at = hash & mask;
   while (index[at] != HashMapBlock::vacant) at = (at + 1) & mask;
-  index[at] = (hash & ~mask) | slot;
+  return at;
 }
 
-// Closes the gap by moving back each word that would no longer be found behind it. So the index
-// never wears out, however often one key comes and goes.
-void HashMapCore::withdraw(HashMapBlock& block, U32 slot) noexcept {
-  U32* const index = block.index();
-  const U32* const hashes = block.hashes();
-  const U32 mask = block.mask();
-  U32 gap = hashes[slot] & mask;
-  // A vacant word reads as slot `mask`, which is none.
-  while ((index[gap] & mask) != slot) gap = (gap + 1) & mask;
-  for (U32 at = (gap + 1) & mask; index[at] != HashMapBlock::vacant; at = (at + 1) & mask) {
-    const U32 home = hashes[index[at] & mask] & mask;
-    if (((at - home) & mask) < ((at - gap) & mask)) continue;
-    index[gap] = index[at];
-    gap = at;
-  }
-  index[gap] = HashMapBlock::vacant;
-}
-
-void HashMapCore::takeOut(U32 slot) noexcept {
-  HashMapBlock& block = *block_;
+HashMapCore::~HashMapCore() {
+  bool stoodIn = false;
   for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
-    if (walker->position_ == slot) walker->gone_ = true;
+    walker->core_ = nullptr;
+    stoodIn = stoodIn || (walker->home_ == block_ && block_ != nullptr);
   }
-  if (block.indexed()) withdraw(block, slot);
-  void** const nodes = block.nodes();
-  nodes[slot] = nullptr;
-  if (--block.size == 0) {
-    // A block without an index is kept: many collections fill and drain for ever, and it is 64 or
-    // 112 bytes.
-    block.first = 0;
-    block.used = 0;
-    for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
-      walker->position_ = 0;
-    }
-    if (block.indexed()) {
-      block_ = nullptr;
-      Quillo::slabFreeOrStdFree(&block);
-    }
-    return;
-  }
-  while (nodes[block.first] == nullptr) ++block.first;
-  if (slot + 1 == block.used) {
-    while (nodes[block.used - 1] == nullptr) --block.used;
-    for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
-      walker->position_ = std::min(walker->position_, block.used);
-    }
-  }
-  // Among few slots the gaps cost nothing; they go when the block is full.
-  if (block.indexed() && block.used - block.size > block.used / 2) thinOut();
+  if (!stoodIn) HashMapWalker::release(block_);
 }
 
-// The slots are used up. Where a quarter of them are gaps, closing these makes room enough.
-void HashMapCore::makeRoom() {
+// -------------------------------------------------------------------------------------------------
+// Growth and compaction
+
+// The slots are used up. Where half of them are gaps, closing these makes room enough.
+void HashMapCore::makeRoom(const HashMapType& type) {
   if (block_ == nullptr) {
-    block_ = allocate(firstCapacity);
+    block_ = allocate(type, firstCapacity);
     return;
   }
   const U32 capacity = block_->capacity;
-  if (block_->size <= capacity / 4 * 3) {
-    settle(*block_);
-    return;
+  if (block_->size <= capacity / 2) {
+    if (walkers_ == nullptr) return closeGaps(type);
+    return settle(type, capacity);
   }
   if (capacity == lastCapacity) throw std::length_error("Velo::HashMap2018: too many elements");
-  settle(*allocate(2 * capacity));
+  settle(type, 2 * capacity);
 }
 
-// More gaps than elements: closes them, in a block of no more than twice to four times the
-// elements. A smaller one is a saving, not a need, so without memory for it the present one stays.
-void HashMapCore::thinOut() noexcept {
-  const U32 capacity = std::max(firstCapacity, std::bit_ceil(2 * block_->size));
-  HashMapBlock* to = block_;
-  if (capacity < block_->capacity) {
-    try {
-      to = allocate(capacity);
-    } catch (const std::bad_alloc&) {
+// Goes to a new block of this capacity, without the gaps; order and walkers stay with the elements.
+// Pinned entries are copied, and stay behind for their walkers. O(capacity), and O(size) for each
+// walker. An exception changes nothing.
+void HashMapCore::settle(const HashMapType& type, U32 capacity) {
+  HashMapBlock& from = *block_;
+  HashMapBlock& to = *allocate(type, capacity);
+  U32 copied = 0;
+  try {
+    for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+      if (!walker->settled()) continue;
+      const U32 slot = walker->slot_;
+      bool isFirst = true;
+      for (const HashMapWalker* other = walkers_; other != walker; other = other->next_) {
+        isFirst = isFirst && !(other->settled() && other->slot_ == slot);
+      }
+      if (!isFirst) continue;
+      const U32 rank = from.rank(type, slot);
+      type.copy(to.entry(type, rank), from.entry(type, slot));
+      to.liveIs(type, rank, true);
+      ++copied;
+    }
+  } catch (...) {
+    for (U32 slot = 0; copied != 0; ++slot) {
+      if (!to.isLive(type, slot)) continue;
+      type.destroy(to.entry(type, slot));
+      --copied;
+    }
+    HashMapWalker::release(&to);
+    throw;
+  }
+  moveTo(type, to);
+}
+
+void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
+  HashMapBlock& from = *block_;
+  bool stoodIn = false;
+  for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+    if (walker->home_ == nullptr) continue;
+    stoodIn = stoodIn || walker->home_ == &from;
+    walker->resume_ = from.rank(type, walker->settled() ? walker->slot_ : walker->resume_);
+  }
+  const bool asBytes = type.relocate == nullptr;
+  if (asBytes && !stoodIn && from.size == from.used) {
+    std::memcpy(to.entry(type, 0), from.entry(type, 0), std::size_t{from.used} * type.entrySize);
+    if (!type.exact || !to.indexed()) {
+      for (U32 slot = 0; slot < from.used; ++slot) to.hashes(type)[slot] = from.hashAt(type, slot);
+    }
+    to.size = from.used;
+  } else {
+    for (U32 slot = from.nextLive(type, from.first); slot != HashMapBlock::none;
+         slot = from.nextLive(type, slot + 1)) {
+      const U32 rank = to.size++;
+      if (!type.exact || !to.indexed()) to.hashes(type)[rank] = from.hashAt(type, slot);
+      if (stoodIn && to.isLive(type, rank)) continue;  // copied before
+      if (asBytes) {
+        std::memcpy(to.entry(type, rank), from.entry(type, slot), type.entrySize);
+      } else {
+        type.relocate(to.entry(type, rank), from.entry(type, slot));
+      }
     }
   }
-  settle(*to);
+  to.used = to.size;
+  for (U32 word = 0; word < to.size / 64; ++word) to.liveWords(type)[word] = ~U64{0};
+  if (to.size % 64 != 0) to.liveWords(type)[to.size / 64] = (U64{1} << (to.size % 64)) - 1;
+  if (to.indexed()) {
+    U32* const index = to.index();
+    for (U32 slot = 0; slot < to.size; ++slot) {
+      const U32 hash = to.hashAt(type, slot);
+      index[vacancy(to, hash)] = wordOf(to, hash, slot);
+    }
+  }
+  block_ = &to;
+  if (!stoodIn) HashMapWalker::release(&from);
 }
 
-// Moves the elements, without the gaps, to the front of `to`, which may be the present block, and
-// takes that as the block. Order and walkers stay with the elements. O(capacity) plus
-// O(used) per walker.
-void HashMapCore::settle(HashMapBlock& to) noexcept {
-  HashMapBlock& from = *block_;
-  void** const nodes = from.nodes();
+// Within the block, which nobody stands in.
+void HashMapCore::closeGaps(const HashMapType& type) noexcept {
+  HashMapBlock& block = *block_;
+  U32 rank = 0;
+  for (U32 slot = block.nextLive(type, block.first); slot != HashMapBlock::none;
+       slot = block.nextLive(type, slot + 1)) {
+    if (slot != rank) {
+      if (!type.exact || !block.indexed()) block.hashes(type)[rank] = block.hashes(type)[slot];
+      if (type.relocate == nullptr) {
+        std::memcpy(block.entry(type, rank), block.entry(type, slot), type.entrySize);
+      } else {
+        type.relocate(block.entry(type, rank), block.entry(type, slot));
+      }
+    }
+    ++rank;
+  }
+  block.used = rank;
+  block.first = 0;
+  U64* const words = block.liveWords(type);
+  for (U32 word = 0; word < std::max(1U, block.capacity / 64); ++word) {
+    const U32 left = rank > word * 64 ? rank - word * 64 : 0;
+    words[word] = left >= 64 ? ~U64{0} : (U64{1} << left) - 1;
+  }
+  if (!block.indexed()) return;
+  U32* const index = block.index();
+  std::memset(index, 0xff, block.entriesAt());
+  for (U32 slot = 0; slot < rank; ++slot) {
+    const U32 hash = block.hashAt(type, slot);
+    index[vacancy(block, hash)] = wordOf(block, hash, slot);
+  }
+}
+
+// -------------------------------------------------------------------------------------------------
+// Removal
+
+bool HashMapCore::isPinned(U32 slot) const noexcept {
+  for (const HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+    if (walker->settled() && walker->slot_ == slot) return true;
+  }
+  return false;
+}
+
+HashMapCore::Place HashMapCore::first(const HashMapType& type) const {
+  HashMapBlock& block = *block_;
+  const U32 slot = block.nextLive(type, block.first);
+  if (!block.indexed()) return {slot, 0};
+  const U32* const index = block.index();
+  const U32 mask = block.mask();
+  U32 at = block.hashAt(type, slot) & mask;
+  while (index[at] == HashMapBlock::removed || (index[at] & mask) != slot) at = (at + 1) & mask;
+  return {slot, at};
+}
+
+void HashMapCore::takeOut(const HashMapType& type, Place place) noexcept {
+  HashMapBlock& block = *block_;
+  const U32 slot = place.slot;
   for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
-    const auto isElement = [](const void* node) { return node != nullptr; };
-    walker->position_ =
-        static_cast<U32>(std::count_if(nodes, nodes + walker->position_, isElement));
+    if (walker->home_ == nullptr || walker->gone_) continue;
+    if ((walker->home_ == &block ? walker->slot_ : walker->resume_) != slot) continue;
+    walker->gone_ = true;
+    walker->resume_ = slot;
   }
-  U32 slots = 0;
-  for (U32 slot = from.first; slot < from.used; ++slot) {
-    if (nodes[slot] == nullptr) continue;
-    to.hashes()[slots] = from.hashes()[slot];
-    to.nodes()[slots] = nodes[slot];
-    ++slots;
+  block.liveIs(type, slot, false);
+  if (block.indexed()) {
+    // A search need not go on behind this word if it would end at the next one.
+    U32* const index = block.index();
+    const U32 mask = block.mask();
+    U32 at = place.at;
+    if (index[(at + 1) & mask] != HashMapBlock::vacant) {
+      index[at] = HashMapBlock::removed;
+    } else {
+      do {
+        index[at] = HashMapBlock::vacant;
+        at = (at - 1) & mask;
+      } while (index[at] == HashMapBlock::removed);
+    }
   }
-  to.size = slots;
-  to.used = slots;
-  to.first = 0;
-  if (to.indexed()) {
-    if (&to == &from) std::fill_n(to.index(), to.mask() + 1, HashMapBlock::vacant);
-    for (U32 slot = 0; slot < slots; ++slot) enter(to, slot);
+  if (--block.size == 0) {
+    if (walkers_ == nullptr) emptied();
+    return;
   }
-  if (&to == &from) return;
-  block_ = &to;
-  Quillo::slabFreeOrStdFree(&from);
+  if (slot == block.first) block.first = block.nextLive(type, slot + 1);
+  // Slots behind the last element are used again at once, if no pinned entry may stand there. Not
+  // so with an index: that each slot is used once bounds the marks in it.
+  if (!block.indexed()) {
+    if (slot + 1 == block.used && walkers_ == nullptr) {
+      do {
+        --block.used;
+      } while (!block.isLive(type, block.used - 1));
+    }
+    return;
+  }
+  // Mostly gaps, which a walk has to pass: closes them, in a smaller block. That is a saving, not a
+  // need, so without memory for it the present one stays.
+  if (block.size < block.used / 4) {
+    try {
+      settle(type, std::max(HashMapBlock::smallCapacity, std::bit_ceil(2 * block.size)));
+    } catch (...) {
+    }
+  }
+}
+
+// A small block is kept: many collections fill and drain for ever.
+void HashMapCore::emptied() noexcept {
+  if (block_->indexed()) {
+    HashMapWalker::release(block_);
+    block_ = nullptr;
+    return;
+  }
+  block_->used = 0;
+  block_->first = 0;
+}
+
+// -------------------------------------------------------------------------------------------------
+// Walkers
+
+HashMapWatch::~HashMapWatch() {
+  Left nothing;
+  leave({}, nothing);
+}
+
+bool HashMapWalker::accompanied(U32 slot) const {
+  const auto standsThere = [this, slot](const HashMapWalker& other) {
+    return other.home_ == home_ && (slot == HashMapBlock::none || other.slot_ == slot);
+  };
+  for (const HashMapWalker* other = next_; other != nullptr; other = other->next_) {
+    if (standsThere(*other)) return true;
+  }
+  for (const HashMapWalker* other = previous_; other != nullptr; other = other->previous_) {
+    if (standsThere(*other)) return true;
+  }
+  return false;
+}
+
+HashMapWalker::Left HashMapWalker::toLeave(const HashMapType& type) const {
+  Left left;
+  if (home_ == nullptr || settled() || accompanied(slot_)) return left;
+  left.entry = home_->entry(type, slot_);
+  const bool retired = core_ == nullptr || home_ != core_->block_;
+  if (retired && !accompanied(HashMapBlock::none)) left.block = home_;
+  return left;
+}
+
+void* HashMapWalker::stepFrom(const HashMapType& type, Left& left) {
+  left = toLeave(type);
+  if (core_ != nullptr && core_->block_ != nullptr) {
+    HashMapBlock& block = *core_->block_;
+    const U32 position = settled() ? slot_ : resume_;
+    const U32 next = block.nextLive(type, gone_ ? position : position + 1);
+    if (next != HashMapBlock::none) {
+      home_ = &block;
+      slot_ = next;
+      gone_ = false;
+      return block.entry(type, next);
+    }
+  }
+  leave(type, left);
+  return nullptr;
+}
+
+void* HashMapWalker::rehome(const HashMapType& type, Left& left) {
+  left = toLeave(type);
+  home_ = core_->block_;
+  slot_ = resume_;
+  return home_->entry(type, slot_);
+}
+
+void HashMapWalker::leave(const HashMapType& type, Left& left) {
+  left = toLeave(type);
+  const HashMapCore* const core = core_;
+  unlink();
+  if (core == nullptr || core->walkers_ != nullptr) return;
+  // What a collection does once it is empty had to wait for those who stood in it. The entry that
+  // was left is in a block that must outlast it: then the block goes with the entry.
+  if (core->block_ == nullptr || core->block_->size != 0) return;
+  auto& self = const_cast<HashMapCore&>(*core);
+  if (left.entry != nullptr && left.block == nullptr && self.block_->indexed()) {
+    left.block = self.block_;
+    self.block_ = nullptr;
+    return;
+  }
+  self.emptied();
 }
 
 }  // namespace Velo::Impl

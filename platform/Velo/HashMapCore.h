@@ -1,49 +1,141 @@
 #pragma once
-// The part of HashMap2018.h, where it is drawn, that does not depend on key and value: the block of
-// slots, its index, and the walkers that stand on it. Kept apart so that growth and compaction are
-// compiled once and not for each collection; what a lookup or a step runs through is inline here.
+// The part of HashMap2018.h, where it is drawn, that does not depend on key and value but for a
+// table of functions: the block of entries, its index, and the walkers that stand on it. What
+// happens seldom, growth and compaction above all, is compiled once and not for each collection;
+// what a lookup or a step runs through is inline here.
 //
-// Slots [0, used) hold the elements in order of insertion; a removed one leaves a null node behind.
-// The index holds 2 * capacity words for linear probing; a word has the slot's number in its low
-// bits and the hash's own high bits above, so that a mismatch is seen without a look at the slot.
+// Slots [0, used) hold the entries in order of insertion; a removed one leaves a gap, which the
+// bits of `live` tell. Up to 8 slots a lookup compares all hashes at once. Above, an index of
+// 2 * capacity words serves it, with linear probing: a word has the slot's number in its low bits
+// and bits of the hash above, so that a mismatch is seen without a look at the entry. Removal marks
+// the word; the marks go when the slots are used up, before they can crowd the index.
 //
-// Invariants: size counts the nodes in [0, used); if size > 0 then the slots `first` and `used` - 1
-// hold nodes, else first == used == 0. The index, if any, holds each slot that has a node once, and
-// nothing else. A walker stands on a slot that has a node, or is marked as gone.
+// An entry on which a walker stands is pinned: it stays where it is until the walker has left, also
+// when it is removed, or when the collection moves to another block. Such a block, retired, belongs
+// to the walkers that stand in it.
+//
+// Invariants: size counts the live bits in [0, used); no live slot is below `first`. The index, if
+// any, holds each live slot once. A walker's entry is constructed, whatever has become of it.
 
+#include <bit>
 #include <cstddef>
+#include <cstring>
 
 #include "platform/Velo/Types.h"
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace Velo::Impl {
 
-// Head of a block; the arrays follow it in the same allocation.
+// What the core has to know of the entries of one kind of collection.
+struct HashMapType {
+  U32 entrySize;
+  // Equal hashes are equal keys.
+  bool exact;
+  // Moves an entry to raw memory and ends the one it came from. Null where copying the bytes does.
+  void (*relocate)(void* to, void* from) noexcept;
+  // Copies an entry to raw memory, or moves its value where that cannot be copied. May throw.
+  void (*copy)(void* to, void* from);
+  void (*destroy)(void* entry) noexcept;
+  U32 (*hash)(const void* entry) noexcept;
+};
+
+//  small:    head | hashes[4 or 8] | entries[capacity]
+//  indexed:  head | index[2 * capacity] | entries[capacity] | hashes[capacity] unless exact
+//                                                           | live bits[capacity] above 64
 struct HashMapBlock {
   U32 size;
   U32 used;
   U32 first;
-  U32 capacity;  // a power of two, at least 4
+  U32 capacity;  // a power of two
+  U64 live;      // the bits of up to 64 slots
 
-  // Up to here a scan over the hashes, one or two cache lines, beats an index.
-  static constexpr U32 scannedCapacity = 8;
+  static constexpr U32 smallCapacity = 8;
   // Never a slot's number.
   static constexpr U32 none = 0xffffffffU;
-  // A word of the index that is not taken. No word with a slot in it equals this: slots end below
-  // `capacity`, the mask lies above.
+  // Words of the index without a slot. Hashes in the index have their top bit clear, so neither is
+  // ever taken for the word of an element.
   static constexpr U32 vacant = 0xffffffffU;
+  static constexpr U32 removed = 0xfffffffeU;
+  static constexpr U32 hashBits = 0x7fffffffU;
 
-  U32* hashes() { return reinterpret_cast<U32*>(this + 1); }
-  void** nodes() { return reinterpret_cast<void**>(hashes() + capacity); }
-  U32* index() { return reinterpret_cast<U32*>(nodes() + capacity); }
-  bool indexed() const { return capacity > scannedCapacity; }
+  bool indexed() const { return capacity > smallCapacity; }
   // Of places in the index, and of the slot's number in a word of it.
   U32 mask() const { return 2 * capacity - 1; }
+
+  char* tail() { return reinterpret_cast<char*>(this + 1); }
+  U32* index() { return reinterpret_cast<U32*>(tail()); }
+  std::size_t entriesAt() const {
+    if (indexed()) return std::size_t{capacity} * 8;
+    return capacity == smallCapacity ? 32 : 16;
+  }
+  void* entry(const HashMapType& type, U32 slot) {
+    return tail() + entriesAt() + std::size_t{slot} * type.entrySize;
+  }
+  std::size_t entriesEnd(const HashMapType& type) const {
+    return entriesAt() + std::size_t{capacity} * type.entrySize;
+  }
+  // Of an indexed block only where the hash is not exact.
+  U32* hashes(const HashMapType& type) {
+    return reinterpret_cast<U32*>(indexed() ? tail() + entriesEnd(type) : tail());
+  }
+  U64* liveWords(const HashMapType& type) {
+    if (capacity <= 64) return &live;
+    const std::size_t hashBytes = type.exact ? 0 : std::size_t{capacity} * sizeof(U32);
+    return reinterpret_cast<U64*>(tail() + entriesEnd(type) + hashBytes);
+  }
+  bool isLive(const HashMapType& type, U32 slot) {
+    return ((liveWords(type)[slot / 64] >> (slot % 64)) & 1) != 0;
+  }
+  void liveIs(const HashMapType& type, U32 slot, bool alive) {
+    U64& word = liveWords(type)[slot / 64];
+    const U64 bit = U64{1} << (slot % 64);
+    word = alive ? word | bit : word & ~bit;
+  }
+  // The first live slot from `from` on, or `none`. O(1) without gaps.
+  U32 nextLive(const HashMapType& type, U32 from) {
+    if (from >= used) return none;
+    if (size == used) return from;
+    if (capacity <= 64) {
+      const U64 rest = live >> from;
+      return rest == 0 ? none : from + static_cast<U32>(std::countr_zero(rest));
+    }
+    return nextLiveAfterGap(type, from);
+  }
+  U32 nextLiveAfterGap(const HashMapType& type, U32 from);
+  // Live slots below `slot`.
+  U32 rank(const HashMapType& type, U32 slot);
+  U32 hashAt(const HashMapType& type, U32 slot) {
+    return type.exact && indexed() ? type.hash(entry(type, slot)) : hashes(type)[slot];
+  }
+
+  // The slots of a small block whose element has this hash, as bits.
+  U32 matches(U32 hash) {
+    const U32* const hashes = index();
+    U32 found = 0;
+#ifdef __SSE2__
+    const __m128i wanted = _mm_set1_epi32(static_cast<int>(hash));
+    const auto four = [&wanted](const U32* at) {
+      const __m128i present = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+      return static_cast<U32>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(present, wanted))));
+    };
+    found = four(hashes);
+    if (capacity == smallCapacity) found |= four(hashes + 4) << 4;
+#else
+    const U32 width = capacity == smallCapacity ? 8 : 4;
+    for (U32 slot = 0; slot < width; ++slot) found |= U32{hashes[slot] == hash} << slot;
+#endif
+    return found & static_cast<U32>(live);
+  }
 };
 
 class HashMapCore;
 
-// A place in a collection that follows its changes. The collection's list points at it, so it
-// cannot move. Once the walk has ended, or the collection has died, it is linked nowhere.
+// A place in a collection that follows its changes. The walkers of a collection are linked, so one
+// cannot move. Once the walk has ended it is linked nowhere; when the collection has died it still
+// stands on its entry and knows its siblings.
 class HashMapWalker {
  public:
   HashMapWalker(const HashMapWalker&) = delete;
@@ -51,36 +143,64 @@ class HashMapWalker {
 
  protected:
   HashMapWalker() = default;
-  ~HashMapWalker() { leave(); }
+  ~HashMapWalker() = default;
+
+  // What a walker leaves behind and has to end: an entry that is gone or has moved on, and a
+  // retired block. Either may be null.
+  struct Left {
+    void* entry = nullptr;
+    HashMapBlock* block = nullptr;
+  };
 
   bool attached() const { return core_ != nullptr; }
+  // Whether the walker stands on an entry that is where a lookup finds it.
+  bool settled() const;
   void join(const HashMapCore& core);
-  void leave();
-  // The node of the first element, or null; then the walker is not linked.
-  void* start(const HashMapCore& core);
-  // The next node, or null at the end; then the walker is no longer linked. O(1) on average.
-  void* step();
-  // The node now in the slot of the element stood on; null when the element is gone.
-  void* standing() const;
+  void unlink();
+
+  // The first entry, or null; then the walker is not linked.
+  void* start(const HashMapType& type, const HashMapCore& core);
+  // The next entry, or null at the end; then the walker is no longer linked. Only if settled().
+  // O(1) on average.
+  void* step(const HashMapType& type);
+  // As step() and start() on, in any state. What was left is the caller's to end, last of all.
+  void* stepFrom(const HashMapType& type, Left& left);
+  // Goes to where the entry stood on is now; it must be there.
+  void* rehome(const HashMapType& type, Left& left);
+  // Ends the walk.
+  void leave(const HashMapType& type, Left& left);
+  // The entry that is now in the place of the one stood on; null when that is gone.
+  void* standing(const HashMapType& type) const;
+  // Gives back a block that nobody stands in any more; null is let through.
+  static void release(HashMapBlock* block) noexcept;
 
  private:
   friend class HashMapCore;
 
+  // What becomes free when this walker leaves its place.
+  Left toLeave(const HashMapType& type) const;
+  // Whether another walker stands in the block, in this slot of it unless that is `none`.
+  bool accompanied(U32 slot) const;
+
   const HashMapCore* core_ = nullptr;
   HashMapWalker* next_ = nullptr;
-  HashMapWalker** link_ = nullptr;  // what points here
-  U32 position_ = 0;
-  bool gone_ = false;  // the element has been removed; the walk goes on with `position_` itself
+  HashMapWalker* previous_ = nullptr;
+  HashMapBlock* home_ = nullptr;  // where the entry stood on is; null for a mere watch
+  U32 slot_ = 0;                  // its slot there
+  U32 resume_ = 0;     // unless settled: where the walk is in the block that the collection has now
+  bool gone_ = false;  // the element has been removed; the walk goes on with `resume_` itself
 };
 
 // Tells a function that runs foreign code whether the collection has outlived it.
 class HashMapWatch : private HashMapWalker {
  public:
   explicit HashMapWatch(const HashMapCore& core) { join(core); }
+  ~HashMapWatch();
   using HashMapWalker::attached;
 };
 
-// Slots and index. Owns the block, not the nodes.
+// Entries and index. Owns the blocks, and the entries in so far as it moves them; the collection
+// makes them and ends them.
 class HashMapCore {
  public:
   HashMapCore() = default;
@@ -91,73 +211,104 @@ class HashMapCore {
 
   U32 size() const { return block_ == nullptr ? 0 : block_->size; }
   U32 capacity() const { return block_ == nullptr ? 0 : block_->capacity; }
-  void* node(U32 slot) const { return block_->nodes()[slot]; }
 
-  // The slot of the element with this hash for whose node `matches` holds, or HashMapBlock::none.
-  // With `Exact` equal hashes are equal keys. O(1).
-  template <bool Exact, class Matches>
-  U32 find(U32 hash, Matches matches) const;
+  // A slot, and where the index names it. For a hash that is absent the slot is `none` and `at` the
+  // place that its word would take, unless the block is small.
+  struct Place {
+    U32 slot;
+    U32 at;
+  };
+  // The element with this hash for whose entry `matches` holds. O(1).
+  template <class Matches>
+  Place find(const HashMapType& type, U32 hash, Matches matches) const;
+  void* entry(const HashMapType& type, U32 slot) const { return block_->entry(type, slot); }
 
-  // Adds an element behind all others; the key must be absent. Throws, without a change,
-  // std::bad_alloc, and std::length_error above 2^30 slots. Amortised O(1).
-  void append(U32 hash, void* node) {
-    if (block_ == nullptr || block_->used == block_->capacity) makeRoom();
-    const U32 slot = block_->used++;
-    block_->hashes()[slot] = hash;
-    block_->nodes()[slot] = node;
-    ++block_->size;
-    if (block_->indexed()) enter(*block_, slot);
+  // Room behind all others for an element that is absent, `place` being what find() said of it.
+  // Nothing is changed that shows until commit(). Throws std::bad_alloc, std::length_error above
+  // 2^30 slots, and what copying a pinned entry throws. Amortised O(1).
+  void* room(const HashMapType& type, U32 hash, Place& place) {
+    if (block_ == nullptr || block_->used == block_->capacity) [[unlikely]] {
+      makeRoom(type);
+      place.at = vacancy(*block_, hash);
+    }
+    return block_->entry(type, block_->used);
   }
-  // Puts another node of the same key into the slot. O(1).
-  void exchange(U32 slot, void* node) { block_->nodes()[slot] = node; }
-  // Removes the element in the slot. Amortised O(1), and O(walkers) at that.
-  void takeOut(U32 slot) noexcept;
-  // Removes the first element and returns its node; there must be one. Amortised O(1).
-  void* takeFirst() noexcept {
-    void* const first = node(block_->first);
-    takeOut(block_->first);
-    return first;
+  // The entry has been built in the room.
+  void commit(const HashMapType& type, U32 hash, Place place) {
+    HashMapBlock& block = *block_;
+    const U32 slot = block.used++;
+    ++block.size;
+    block.liveIs(type, slot, true);
+    if (!block.indexed()) {
+      block.hashes(type)[slot] = hash;
+      return;
+    }
+    if (!type.exact) block.hashes(type)[slot] = hash;
+    block.index()[place.at] = wordOf(block, hash, slot);
   }
+
+  // Whether a walker stands on the very entry in the slot.
+  bool pinned(U32 slot) const { return walkers_ != nullptr && isPinned(slot); }
+  // Moves to another block, so that no entry is pinned any more. May throw as room() does.
+  void unpin(const HashMapType& type) { settle(type, block_->capacity); }
+  // Removes the element. Its entry stays as it is where it is pinned; otherwise it is the caller's,
+  // who has moved it away before. Amortised O(1), and O(walkers) at that.
+  void takeOut(const HashMapType& type, Place place) noexcept;
+  // The first element; there must be one.
+  Place first(const HashMapType& type) const;
 
  private:
   friend class HashMapWalker;
 
-  static HashMapBlock* allocate(U32 capacity);
-  static void enter(HashMapBlock& block, U32 slot) noexcept;
-  static void withdraw(HashMapBlock& block, U32 slot) noexcept;
-  void makeRoom();
-  void thinOut() noexcept;
-  void settle(HashMapBlock& to) noexcept;
+  static U32 wordOf(const HashMapBlock& block, U32 hash, U32 slot) {
+    return (hash & HashMapBlock::hashBits & ~block.mask()) | slot;
+  }
+  // Where the index has place for an element with this hash.
+  static U32 vacancy(HashMapBlock& block, U32 hash) noexcept;
+  static HashMapBlock* allocate(const HashMapType& type, U32 capacity);
+  bool isPinned(U32 slot) const noexcept;
+  void makeRoom(const HashMapType& type);
+  void settle(const HashMapType& type, U32 capacity);
+  void closeGaps(const HashMapType& type) noexcept;
+  void moveTo(const HashMapType& type, HashMapBlock& to) noexcept;
+  // After the last element has gone, once nobody stands in the collection.
+  void emptied() noexcept;
 
   HashMapBlock* block_ = nullptr;
   mutable HashMapWalker* walkers_ = nullptr;
 };
 
-template <bool Exact, class Matches>
-U32 HashMapCore::find(U32 hash, Matches matches) const {
+template <class Matches>
+inline HashMapCore::Place HashMapCore::find(const HashMapType& type, U32 hash,
+                                            Matches matches) const {
   HashMapBlock* const block = block_;
-  if (block == nullptr) return HashMapBlock::none;
-  void* const* const nodes = block->nodes();
+  if (block == nullptr) return {HashMapBlock::none, 0};
   if (!block->indexed()) {
-    const U32* const hashes = block->hashes();
-    for (U32 slot = 0; slot < block->used; ++slot) {
-      if (hashes[slot] == hash && nodes[slot] != nullptr && (Exact || matches(nodes[slot]))) {
-        return slot;
-      }
+    for (U32 found = block->matches(hash); found != 0; found &= found - 1) {
+      const auto slot = static_cast<U32>(std::countr_zero(found));
+      if (type.exact || matches(block->entry(type, slot))) return {slot, 0};
     }
-    return HashMapBlock::none;
+    return {HashMapBlock::none, 0};
   }
   const U32* const index = block->index();
   const U32 mask = block->mask();
+  const char* const entries = block->tail() + std::size_t{block->capacity} * 8;
+  const U32 wanted = hash & HashMapBlock::hashBits;
   for (U32 at = hash & mask;; at = (at + 1) & mask) {
     const U32 word = index[at];
-    if (word == HashMapBlock::vacant) return HashMapBlock::none;
-    // The node is what the caller wants in any case, so an exact hash gains nothing here.
-    if (((word ^ hash) & ~mask) == 0 && matches(nodes[word & mask])) return word & mask;
+    if (((word ^ wanted) & ~mask) == 0) {
+      const U32 slot = word & mask;
+      if (matches(entries + std::size_t{slot} * type.entrySize)) return {slot, at};
+    }
+    if (word == HashMapBlock::vacant) return {HashMapBlock::none, at};
   }
 }
 
-// A walker on the stack is meant to be pointed at by the collection; ~HashMapWalker() ends it.
+inline bool HashMapWalker::settled() const {
+  return core_ != nullptr && home_ == core_->block_ && !gone_;
+}
+
+// A walker on the stack is meant to be pointed at by the collection; it is unlinked before it ends.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdangling-pointer"
@@ -165,45 +316,49 @@ U32 HashMapCore::find(U32 hash, Matches matches) const {
 inline void HashMapWalker::join(const HashMapCore& core) {
   core_ = &core;
   next_ = core.walkers_;
-  link_ = &core.walkers_;
-  if (next_ != nullptr) next_->link_ = &next_;
+  if (next_ != nullptr) next_->previous_ = this;
   core.walkers_ = this;
 }
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop
 #endif
 
-inline void HashMapWalker::leave() {
-  if (core_ == nullptr) return;
-  *link_ = next_;
-  if (next_ != nullptr) next_->link_ = link_;
-  core_ = nullptr;
-}
-
-inline void* HashMapWalker::start(const HashMapCore& core) {
-  if (core.size() == 0) return nullptr;
-  join(core);
-  position_ = core.block_->first;
-  return core.node(position_);
-}
-
-inline void* HashMapWalker::step() {
-  if (core_ == nullptr) return nullptr;
-  if (HashMapBlock* const block = core_->block_) {
-    void* const* const nodes = block->nodes();
-    for (U32 at = gone_ ? position_ : position_ + 1; at < block->used; ++at) {
-      if (nodes[at] == nullptr) continue;
-      position_ = at;
-      gone_ = false;
-      return nodes[at];
-    }
+inline void HashMapWalker::unlink() {
+  if (previous_ != nullptr) {
+    previous_->next_ = next_;
+  } else if (core_ != nullptr) {
+    core_->walkers_ = next_;
   }
-  leave();
-  return nullptr;
+  if (next_ != nullptr) next_->previous_ = previous_;
+  core_ = nullptr;
+  next_ = nullptr;
+  previous_ = nullptr;
+  home_ = nullptr;
 }
 
-inline void* HashMapWalker::standing() const {
-  return core_ == nullptr || gone_ ? nullptr : core_->node(position_);
+inline void* HashMapWalker::start(const HashMapType& type, const HashMapCore& core) {
+  HashMapBlock* const block = core.block_;
+  if (block == nullptr || block->size == 0) return nullptr;
+  join(core);
+  home_ = block;
+  slot_ = block->nextLive(type, block->first);
+  return block->entry(type, slot_);
+}
+
+inline void* HashMapWalker::step(const HashMapType& type) {
+  const U32 next = home_->nextLive(type, slot_ + 1);
+  if (next == HashMapBlock::none) {
+    unlink();
+    return nullptr;
+  }
+  slot_ = next;
+  return home_->entry(type, next);
+}
+
+inline void* HashMapWalker::standing(const HashMapType& type) const {
+  if (core_ == nullptr || gone_) return nullptr;
+  HashMapBlock* const block = core_->block_;
+  return block->entry(type, home_ == block ? slot_ : resume_);
 }
 
 }  // namespace Velo::Impl

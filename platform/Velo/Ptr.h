@@ -7,6 +7,7 @@
 
 #include "platform/Velo/Fault.h"
 #include "platform/Velo/PtrInterface.h"
+#include "platform/Velo/Relocate.h"
 
 namespace Velo {
 
@@ -74,6 +75,9 @@ class Ptr {
 
   T* object_ = nullptr;
 };
+
+template <class T>
+inline constexpr bool isRelocatable<Ptr<T>> = true;
 
 template <class T, class U>
 bool operator==(const Ptr<T>& a, const Ptr<U>& b) {

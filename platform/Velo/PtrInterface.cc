@@ -1,5 +1,6 @@
 #include "platform/Velo/PtrInterface.h"
 
+#include <iterator>
 #include <ostream>
 
 #include "platform/Velo/NotifieeList.h"
@@ -77,26 +78,14 @@ void PtrInterface::NotifieeConst::keepOwner() {
   holdsOwner_ = true;
 }
 
-Frame::Frame(const PtrInterface::NotifieeConst& reactor) {
-  const PtrInterface::NotifieeConst* r = &reactor;
-  hold(r);
-  while (r->owner_ != nullptr && count_ < depth) {
-    hold(r->owner_);
-    if (!r->ownerIsNotifiee_) break;
-    r = static_cast<const PtrInterface::NotifieeConst*>(r->owner_);
+void Frame::holdAbove() {
+  const auto* below = static_cast<const PtrInterface::NotifieeConst*>(owner_);
+  while (below->owner_ != nullptr && aboveCount_ < std::size(above_)) {
+    above_[aboveCount_++] = below->owner_;
+    below->owner_->increment();
+    if (!below->ownerIsNotifiee_) return;
+    below = static_cast<const PtrInterface::NotifieeConst*>(below->owner_);
   }
-}
-
-Frame::Frame(const PtrInterface& machine) { hold(&machine); }
-
-Frame::~Frame() {
-  // Innermost first, so that a reactor that ends here still finds its owner.
-  for (U32 i = 0; i < count_; ++i) held_[i]->referencesDec();
-}
-
-void Frame::hold(const PtrInterface* object) {
-  object->referencesInc();
-  held_[count_++] = object;
 }
 
 std::ostream& operator<<(std::ostream& out, const PtrInterface* object) {

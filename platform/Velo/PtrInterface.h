@@ -27,20 +27,29 @@ struct Attribute {
   const char* name;
 };
 
-// Which attribute of an entity changed. Within one entity type the name tells it. The address of
-// the record is only a short cut: a program and the module that it loads may each have a record of
-// their own for what a header declares.
+// Which attribute of an entity changed. Within one entity type the name tells it, compared by a
+// hash first. The address of the record is only a short cut: a program and the module that it loads
+// may each have a record of their own for what a header declares.
 class AttributeId {
  public:
   constexpr AttributeId() = default;
-  constexpr explicit AttributeId(const Attribute& attribute) : attribute_(&attribute) {}
+  constexpr explicit AttributeId(const Attribute& attribute)
+      : attribute_(&attribute), hash_(hashOf(attribute.name)) {}
   const char* name() const { return attribute_ == nullptr ? "" : attribute_->name; }
   friend bool operator==(AttributeId a, AttributeId b) {
+    if (a.hash_ != b.hash_) return false;
     return a.attribute_ == b.attribute_ || std::strcmp(a.name(), b.name()) == 0;
   }
 
  private:
+  static constexpr U32 hashOf(const char* name) {
+    U32 hash = 2166136261U;
+    for (; *name != '\0'; ++name) hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619U;
+    return hash;
+  }
+
   const Attribute* attribute_ = nullptr;
+  U32 hash_ = hashOf("");
 };
 
 // The count word. Not virtual, so that copying a pointer costs an inlined add.
@@ -134,6 +143,7 @@ class PtrInterface : public VFPtrInterface {
   void handleZeroRef() const;
 
  private:
+  friend class Frame;
   template <class T>
   friend class Ptr;
 };
@@ -192,18 +202,34 @@ class PtrInterface::NotifieeConst : public PtrInterface {
 // own machine and goes on safely; the object is destroyed when its own last frame ends.
 class Frame {
  public:
-  explicit Frame(const PtrInterface::NotifieeConst& reactor);
-  explicit Frame(const PtrInterface& machine);
-  ~Frame();
+  explicit Frame(const PtrInterface::NotifieeConst& reactor)
+      : held_(&reactor), owner_(reactor.owner_) {
+    held_->increment();
+    if (owner_ == nullptr) return;
+    owner_->increment();
+    if (reactor.ownerIsNotifiee_) holdAbove();
+  }
+  explicit Frame(const PtrInterface& machine) : held_(&machine), owner_(nullptr) {
+    held_->increment();
+  }
+  // Innermost first, so that a reactor that ends here still finds its owner.
+  ~Frame() {
+    held_->referencesDec();
+    if (owner_ == nullptr) return;
+    owner_->referencesDec();
+    for (U32 i = 0; i < aboveCount_; ++i) above_[i]->referencesDec();
+  }
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;
 
  private:
-  static constexpr U32 depth = 4;  // a reactor, two reactors above it, the machine
-  void hold(const PtrInterface* object);
+  void holdAbove();
 
-  const PtrInterface* held_[depth] = {};
-  U32 count_ = 0;
+  const PtrInterface* const held_;
+  const PtrInterface* const owner_;
+  U32 aboveCount_ = 0;
+  // Of a reactor whose owner is one: a reactor above that, and the machine.
+  const PtrInterface* above_[2];
 };
 
 std::ostream& operator<<(std::ostream& out, const PtrInterface* object);
