@@ -22,8 +22,8 @@ class RemoteMountsStatus : public Velo::Entity {
 
   Velo::VeloTypeBase fwkType() const override { return Velo::VeloTypeBase(remoteMountsStatusType); }
   static void* operator new(std::size_t size) { return Velo::trackedNew<RemoteMountsStatus>(size); }
-  static void operator delete(void* memory) noexcept {
-    Velo::trackedDelete<RemoteMountsStatus>(memory);
+  static void operator delete(void* memory, std::size_t size) noexcept {
+    Velo::trackedDelete<RemoteMountsStatus>(memory, size);
   }
 
   VELO_ATTRIBUTE_PLAIN_(topology)

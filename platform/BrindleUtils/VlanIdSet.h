@@ -64,7 +64,9 @@ class VlanIdSet : public Velo::PtrInterface {
   }
 
   static void* operator new(std::size_t size) { return Velo::trackedNew<VlanIdSet>(size); }
-  static void operator delete(void* block) noexcept { Velo::trackedDelete<VlanIdSet>(block); }
+  static void operator delete(void* block, std::size_t size) noexcept {
+    Velo::trackedDelete<VlanIdSet>(block, size);
+  }
 
  private:
   // One part of the list, text_[begin, end), and what it says; at the end of the list an empty one.
@@ -75,7 +77,7 @@ class VlanIdSet : public Velo::PtrInterface {
     U32 high;
   };
 
-  VlanIdSet() = default;
+  VlanIdSet() { text_[0] = 0; }
 
   // The part that starts at `begin`, which is not the end of the list.
   Part partAt(std::size_t begin) const noexcept;
@@ -90,7 +92,7 @@ class VlanIdSet : public Velo::PtrInterface {
 
   // The list string, behind which there is always room for one more byte. Most lists are short and
   // stand in the object.
-  char nearby_[168] = {};
+  char nearby_[168];
   char* text_ = nearby_;
   std::size_t size_ = 0;
   std::size_t room_ = sizeof nearby_ - 1;

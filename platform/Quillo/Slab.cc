@@ -4,28 +4,20 @@
 #include <cstring>
 #include <new>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QUILLO_FORWARDS_TO_MALLOC 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
-    __has_feature(memory_sanitizer)
-#define QUILLO_FORWARDS_TO_MALLOC 1
-#endif
-#endif
-
 #ifdef QUILLO_FORWARDS_TO_MALLOC
 
 namespace Quillo {
 
-void* slabAlloc(std::size_t size) {
+constinit Impl::SizeClass Impl::classes[largeClass] = {};
+const bool Impl::forwards = true;
+
+void* Impl::allocate(std::size_t size) {
   void* block = std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
-void slabFree(void* block, const std::type_info&) noexcept { std::free(block); }
-
-void slabFreeOrStdFree(void* block) noexcept { std::free(block); }
+void Impl::release(void* block) noexcept { std::free(block); }
 
 SlabStats slabStats() {
   SlabStats stats;
@@ -37,17 +29,26 @@ SlabStats slabStats() {
 
 #else
 
-#include <array>
-#include <bit>
 #include <cassert>
 #include <cstdint>
 #include <limits>
 #include <mutex>
 #include <utility>
 
-#include "platform/Velo/PtrInterface.h"
-
 namespace Quillo {
+
+// Never destroyed: objects of static lifetime give their blocks back after any destructor of ours
+// could have run.
+constinit Impl::SizeClass Impl::classes[largeClass] = {};
+const bool Impl::forwards = false;
+
+using Impl::classes;
+using Impl::classOf;
+using Impl::fineClasses;
+using Impl::fineMaxSize;
+using Impl::FreeBlock;
+using Impl::largeClass;
+using Impl::SizeClass;
 
 namespace {
 
@@ -73,23 +74,6 @@ struct alignas(64) Chunk {
 };
 static_assert(sizeof(Chunk) % slabAlignment == 0);
 
-struct FreeBlock {
-  FreeBlock* next;
-};
-
-// Up to 1024 bytes, classes 1 to 64 in steps of 16; from there on four classes to each doubling,
-// 1280, 1536, 1792, 2048, 2560 and so on, so that no block is more than a quarter too large.
-constexpr std::size_t fineMaxSize = 1024;
-constexpr U32 fineClasses = 64;
-constexpr U32 largeClass = 77;
-
-constexpr U32 classOf(std::size_t size) noexcept {
-  if (size <= fineMaxSize) return size == 0 ? 1 : static_cast<U32>((size + 15) / 16);
-  const auto width = static_cast<U32>(std::bit_width(size - 1));
-  const auto quarter = static_cast<U32>((size - 1) >> (width - 3));  // 4 to 7
-  return fineClasses + 1 + (width - 11) * 4 + (quarter - 4);
-}
-
 constexpr std::size_t sizeOf(U32 sizeClass) noexcept {
   if (sizeClass <= fineClasses) return std::size_t{sizeClass} * 16;
   const U32 coarse = sizeClass - fineClasses - 1;
@@ -99,16 +83,6 @@ static_assert(classOf(fineMaxSize) == fineClasses && classOf(fineMaxSize + 1) ==
 static_assert(classOf(slabMaxSize) == largeClass - 1 && sizeOf(largeClass - 1) == slabMaxSize);
 static_assert(sizeOf(classOf(1025)) == 1280 && sizeOf(classOf(2049)) == 2560);
 
-struct SizeClass {
-  FreeBlock* freed = nullptr;
-  char* uncarved = nullptr;  // the rest of the youngest chunk of the class
-  char* uncarvedEnd = nullptr;
-  U64 live = 0;
-};
-
-// Never destroyed: objects of static lifetime give their blocks back after any destructor of ours
-// could have run.
-constinit std::array<SizeClass, largeClass> classes{};
 constinit char* arena = nullptr;
 constinit char* arenaEnd = nullptr;
 constinit Chunk* youngestArena = nullptr;
@@ -164,21 +138,21 @@ void* allocateLarge(std::size_t size) {
   return static_cast<char*>(chunk) + sizeof(Chunk);
 }
 
-inline void* allocate(std::size_t size) {
+void* allocateHere(std::size_t size) {
   if (size > slabMaxSize) [[unlikely]]
     return allocateLarge(size);
   const U32 sizeClass = classOf(size);
   SizeClass& from = classes[sizeClass];
   void* block = from.freed;
-  if (block != nullptr) [[likely]]
+  if (block != nullptr)
     from.freed = from.freed->next;
   else
     block = carve(from, sizeClass);
-  ++from.live;
+  ++from.handedOut;
   return block;
 }
 
-inline void release(void* block) noexcept {
+void releaseHere(void* block) noexcept {
   Chunk* chunk = chunkOf(block);
 #ifndef NDEBUG
   // Whoever reads a freed object shall meet an address that faults, not one that almost works.
@@ -191,32 +165,29 @@ inline void release(void* block) noexcept {
     return;
   }
   SizeClass& to = classes[chunk->sizeClass];
-  assert(to.live != 0 && "a block is given back that was not handed out");
+  assert(to.handedOut != to.takenBack && "a block is given back that was not handed out");
   to.freed = new (block) FreeBlock{to.freed};
-  --to.live;
+  ++to.takenBack;
 }
 
 }  // namespace
 
-void* slabAlloc(std::size_t size) {
+void* Impl::allocate(std::size_t size) {
   if (Velo::VFPtrInterface::threadSafePointers_) [[unlikely]] {
     const std::lock_guard<std::mutex> guard(lock);
-    return allocate(size);
+    return allocateHere(size);
   }
-  return allocate(size);
+  return allocateHere(size);
 }
 
-void slabFreeOrStdFree(void* block) noexcept {
-  if (block == nullptr) return;
+void Impl::release(void* block) noexcept {
   if (Velo::VFPtrInterface::threadSafePointers_) [[unlikely]] {
     const std::lock_guard<std::mutex> guard(lock);
-    release(block);
+    releaseHere(block);
     return;
   }
-  release(block);
+  releaseHere(block);
 }
-
-void slabFree(void* block, const std::type_info&) noexcept { slabFreeOrStdFree(block); }
 
 SlabStats slabStats() {
   std::unique_lock<std::mutex> guard(lock, std::defer_lock);
@@ -226,8 +197,9 @@ SlabStats slabStats() {
   stats.liveBytes = largeBytes;
   stats.reservedBytes = arenas * arenaSize;
   for (U32 i = 1; i < largeClass; ++i) {
-    stats.liveObjects += classes[i].live;
-    stats.liveBytes += classes[i].live * sizeOf(i);
+    const U64 live = classes[i].handedOut - classes[i].takenBack;
+    stats.liveObjects += live;
+    stats.liveBytes += live * sizeOf(i);
   }
   return stats;
 }

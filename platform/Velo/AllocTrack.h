@@ -37,9 +37,14 @@ class AllocTrackTypeInfo {
 
   // Enters an object of `size` bytes. `type` names the record; the first call decides.
   static void _trackAllocationNoOverhead(AllocTrackTypeInfo* info, const std::type_info& type,
-                                         std::size_t size) noexcept;
+                                         std::size_t size) noexcept {
+    if (!info->listed_.load(std::memory_order_relaxed)) [[unlikely]]
+      info->list(type);
+    add(info->total_, 1);
+    add(info->allocatedBytes_, size);
+  }
   // Takes an object off again that _trackAllocationNoOverhead() entered.
-  static void trackDeallocation(AllocTrackTypeInfo* info) noexcept;
+  static void trackDeallocation(AllocTrackTypeInfo* info) noexcept { add(info->ended_, 1); }
 
   // All types of which an object was ever allocated, sorted by name.
   static std::vector<Counts> snapshot();
@@ -54,8 +59,23 @@ class AllocTrackTypeInfo {
   static U64 liveObjects() noexcept;
 
  private:
-  std::atomic<U64> live_{0};
+  // One thread needs no read-modify-write, which would cost as much as the allocation itself. The
+  // counters are atomic all the same, so that a reader on another thread sees whole numbers.
+  static void add(std::atomic<U64>& counter, U64 amount) noexcept {
+    if (VFPtrInterface::threadSafePointers_) [[unlikely]]
+      counter.fetch_add(amount, std::memory_order_relaxed);
+    else
+      counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
+  }
+  void list(const std::type_info& type) noexcept;
+  U64 live() const noexcept {
+    // In this order, so that no end is counted whose beginning is not.
+    const U64 ended = ended_.load(std::memory_order_relaxed);
+    return total_.load(std::memory_order_relaxed) - ended;
+  }
+
   std::atomic<U64> total_{0};
+  std::atomic<U64> ended_{0};
   std::atomic<U64> allocatedBytes_{0};
   std::atomic<bool> listed_{false};
   const std::type_info* type_ = nullptr;  // set before the record is listed
@@ -89,6 +109,14 @@ void trackedDelete(void* block) noexcept {
   if (block == nullptr) return;
   AllocTrackTypeInfo::trackDeallocation(allocTrackTypeInfo<T>());
   Quillo::slabFree(block, typeid(T));
+}
+// The same with the size of the object, which is that of a class derived from T where such a one
+// ends.
+template <class T>
+void trackedDelete(void* block, std::size_t size) noexcept {
+  if (block == nullptr) return;
+  AllocTrackTypeInfo::trackDeallocation(allocTrackTypeInfo<T>());
+  Quillo::slabFree(block, size);
 }
 
 }  // namespace Velo

@@ -221,7 +221,9 @@ struct Present {
   inline static const ::Velo::TypeRecord veloTypeRecord_{fullName};                               \
   ::Velo::VeloTypeBase fwkType() const override { return ::Velo::VeloTypeBase(veloTypeRecord_); } \
   static void* operator new(std::size_t size) { return ::Velo::trackedNew<Type>(size); }          \
-  static void operator delete(void* memory) noexcept { ::Velo::trackedDelete<Type>(memory); }     \
+  static void operator delete(void* memory, std::size_t size) noexcept {                          \
+    ::Velo::trackedDelete<Type>(memory, size);                                                    \
+  }                                                                                               \
                                                                                                   \
  private:
 

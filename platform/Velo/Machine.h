@@ -69,7 +69,9 @@ class Machine : public MachineBase {
   VeloTypeBase fwkType() const override { return VeloTypeBase(Self::veloTypeRecord()); }
 
   static void* operator new(std::size_t size) { return trackedNew<Self>(size); }
-  static void operator delete(void* memory) noexcept { trackedDelete<Self>(memory); }
+  static void operator delete(void* memory, std::size_t size) noexcept {
+    trackedDelete<Self>(memory, size);
+  }
 
   // The creator: makes, builds and activates a machine. An exception out of its handlers passes on
   // after the machine has ended what was built of it.

@@ -64,7 +64,9 @@ class Reactor : public ReactorBase {
   Ptr<Entity> notifier() const { return Ptr<Entity>(entity()); }
 
   static void* operator new(std::size_t size) { return trackedNew<Self>(size); }
-  static void operator delete(void* memory) noexcept { trackedDelete<Self>(memory); }
+  static void operator delete(void* memory, std::size_t size) noexcept {
+    trackedDelete<Self>(memory, size);
+  }
 
  protected:
   // The enclosing machine or reactor; ends the process when it has let go of this reactor.
