@@ -2,12 +2,6 @@
 
 namespace Velo {
 
-void Entity::notify(AttributeId attribute, const void* key) const {
-  if (notifiees_.empty()) return;
-  const Ptr<const Entity> self(this);
-  notifiees_.visit(attribute, key);
-}
-
 void Entity::veloFiledIs(bool filed) {
   filed_ = filed;
   if (!filed) releaseIfOver();

@@ -51,7 +51,11 @@ class Entity : public PtrInterface {
   Entity() = default;
 
   // Tells the notifiees, in the middle of which this entity may lose its last other reference.
-  void notify(AttributeId attribute, const void* key = nullptr) const;
+  void notify(AttributeId attribute, const void* key = nullptr) const {
+    if (notifiees_.empty()) return;
+    const Ptr<const Entity> self(this);
+    notifiees_.visit(attribute, key);
+  }
   // See the head of this file; the public destroy() of the entities that have one.
   void endIs();
   // Lets go of the references that may be part of a circle. Notifies nobody.

@@ -7,8 +7,6 @@
 // before its turn is passed over. List, entity and notifiee may each go in a callback. Notifying
 // allocates nothing.
 
-#include <vector>
-
 #include "platform/Velo/PtrInterface.h"
 
 namespace Velo {
@@ -45,11 +43,19 @@ class NotifieeList {
   void add(PtrInterface::NotifieeConst& notifiee);
   void remove(PtrInterface::NotifieeConst& notifiee);
   void compact() const;
+  void makeRoom();
+  PtrInterface::NotifieeConst** slots() const { return roomLog_ == 0 ? &one_ : many_; }
 
   // Slots in order of registration; null where one has left. The outermost walk closes the gaps.
-  mutable std::vector<PtrInterface::NotifieeConst*> slots_;
+  // Most entities have one notifiee or none, for which there is room here; more stand in an array.
+  union {
+    mutable PtrInterface::NotifieeConst* one_ = nullptr;
+    PtrInterface::NotifieeConst** many_;
+  };
   mutable Walk* walk_ = nullptr;
-  U32 live_ = 0;
+  mutable U32 used_ = 0;
+  U32 live_ : 26 = 0;
+  U32 roomLog_ : 6 = 0;  // there is room for two to the power of it
 };
 
 }  // namespace Velo
