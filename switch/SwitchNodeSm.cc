@@ -149,6 +149,7 @@ struct SwitchNodeSm::Tables {
       Row::reactor<VeloConfig>("VeloConfig", "config"),
       Row::reactor<VeloSwitchElement>("VeloSwitchElement", "switchElement"),
       Row::reactor<VeloInterface>("VeloInterface", "interface"),
+      Row::reactor<VeloInterface::VeloDynVlan>("VeloInterface::VeloDynVlan", "dynVlan"),
       Row::reactor<VeloPhysicalInterface>("VeloPhysicalInterface", "physicalInterface"),
       Row::reactor<VeloVlanToVniMap>("VeloVlanToVniMap", "vlanToVniMap"),
   };
