@@ -4,6 +4,7 @@
 #include "platform/Velo/HashMapCore.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <new>
 #include <stdexcept>
 
@@ -21,18 +22,33 @@ constexpr U32 lastCapacity = 1U << 30;
 // Blocks
 
 HashMapBlock* HashMapCore::allocate(const HashMapType& type, U32 capacity) {
-  HashMapBlock shape{0, 0, 0, capacity, 0};
+  HashMapBlock shape{0, 0, 0, capacity, 0, nullptr};
   std::size_t bytes = sizeof(HashMapBlock) + shape.entriesEnd(type);
   if (shape.indexed() && !type.exact) bytes += std::size_t{capacity} * sizeof(U32);
-  if (capacity > 64) bytes += capacity / 8;
+  if (capacity > 64) {
+    bytes += capacity / 8;
+    shape.live = bytes;
+  }
+  if (capacity > 64 && bytes > Quillo::slabMaxSize) {
+    // Fresh memory of the system is zero, which spares the touch of an index as long as this.
+    void* const memory = std::calloc(1, bytes);
+    if (memory == nullptr) throw std::bad_alloc();
+    return ::new (memory) HashMapBlock(shape);
+  }
   auto* const block = ::new (Quillo::slabAlloc(bytes)) HashMapBlock(shape);
   // The index is all vacant then, and hashes of elements to come are compared before they are set.
-  std::memset(block->tail(), block->indexed() ? 0xff : 0, block->entriesAt());
+  std::memset(block->tail(), 0, block->entriesAt());
   if (capacity > 64) std::memset(block->liveWords(type), 0, capacity / 8);
   return block;
 }
 
-void HashMapWalker::release(HashMapBlock* block) noexcept { Quillo::slabFreeOrStdFree(block); }
+void HashMapWalker::release(HashMapBlock* block) noexcept {
+  if (block != nullptr && block->capacity > 64 && block->live > Quillo::slabMaxSize) {
+    std::free(block);
+  } else {
+    Quillo::slabFreeOrStdFree(block);
+  }
+}
 
 U32 HashMapBlock::nextLiveAfterGap(const HashMapType& type, U32 from) {
   const U64* const words = liveWords(type);
@@ -57,18 +73,18 @@ U32 HashMapBlock::rank(const HashMapType& type, U32 slot) {
 
 U32 HashMapCore::vacancy(HashMapBlock& block, U32 hash) noexcept {
   if (!block.indexed()) return 0;
-  const U32* const index = block.index();
-  const U32 mask = block.mask();
-  U32 at = hash & mask;
-  while (index[at] != HashMapBlock::vacant) at = (at + 1) & mask;
-  return at;
+  for (U32 at = block.bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & block.placeMask()) {
+    const U32 vacant = HashMapBlock::inBucket(block.index() + at, HashMapBlock::vacant, ~0U);
+    if (vacant != 0) return at + static_cast<U32>(std::countr_zero(vacant));
+  }
 }
 
 HashMapCore::~HashMapCore() {
+  if (block_ == nullptr) return;
   bool stoodIn = false;
-  for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+  for (HashMapWalker* walker = block_->walkers; walker != nullptr; walker = walker->next_) {
     walker->core_ = nullptr;
-    stoodIn = stoodIn || (walker->home_ == block_ && block_ != nullptr);
+    stoodIn = stoodIn || walker->home_ == block_;
   }
   if (!stoodIn) HashMapWalker::release(block_);
 }
@@ -84,7 +100,7 @@ void HashMapCore::makeRoom(const HashMapType& type) {
   }
   const U32 capacity = block_->capacity;
   if (block_->size <= capacity / 2) {
-    if (walkers_ == nullptr) return closeGaps(type);
+    if (block_->walkers == nullptr) return closeGaps(type);
     return settle(type, capacity);
   }
   if (capacity == lastCapacity) throw std::length_error("Velo::HashMap2018: too many elements");
@@ -99,11 +115,11 @@ void HashMapCore::settle(const HashMapType& type, U32 capacity) {
   HashMapBlock& to = *allocate(type, capacity);
   U32 copied = 0;
   try {
-    for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+    for (HashMapWalker* walker = from.walkers; walker != nullptr; walker = walker->next_) {
       if (!walker->settled()) continue;
       const U32 slot = walker->slot_;
       bool isFirst = true;
-      for (const HashMapWalker* other = walkers_; other != walker; other = other->next_) {
+      for (const HashMapWalker* other = from.walkers; other != walker; other = other->next_) {
         isFirst = isFirst && !(other->settled() && other->slot_ == slot);
       }
       if (!isFirst) continue;
@@ -127,7 +143,7 @@ void HashMapCore::settle(const HashMapType& type, U32 capacity) {
 void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
   HashMapBlock& from = *block_;
   bool stoodIn = false;
-  for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+  for (HashMapWalker* walker = from.walkers; walker != nullptr; walker = walker->next_) {
     if (walker->home_ == nullptr) continue;
     stoodIn = stoodIn || walker->home_ == &from;
     walker->resume_ = from.rank(type, walker->settled() ? walker->slot_ : walker->resume_);
@@ -159,9 +175,10 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
     U32* const index = to.index();
     for (U32 slot = 0; slot < to.size; ++slot) {
       const U32 hash = to.hashAt(type, slot);
-      index[vacancy(to, hash)] = wordOf(to, hash, slot);
+      index[vacancy(to, hash)] = to.wordOf(hash, slot);
     }
   }
+  to.walkers = from.walkers;
   block_ = &to;
   if (!stoodIn) HashMapWalker::release(&from);
 }
@@ -191,10 +208,10 @@ void HashMapCore::closeGaps(const HashMapType& type) noexcept {
   }
   if (!block.indexed()) return;
   U32* const index = block.index();
-  std::memset(index, 0xff, block.entriesAt());
+  std::memset(index, 0, block.entriesAt());
   for (U32 slot = 0; slot < rank; ++slot) {
     const U32 hash = block.hashAt(type, slot);
-    index[vacancy(block, hash)] = wordOf(block, hash, slot);
+    index[vacancy(block, hash)] = block.wordOf(hash, slot);
   }
 }
 
@@ -202,7 +219,7 @@ void HashMapCore::closeGaps(const HashMapType& type) noexcept {
 // Removal
 
 bool HashMapCore::isPinned(U32 slot) const noexcept {
-  for (const HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+  for (const HashMapWalker* walker = block_->walkers; walker != nullptr; walker = walker->next_) {
     if (walker->settled() && walker->slot_ == slot) return true;
   }
   return false;
@@ -212,46 +229,32 @@ HashMapCore::Place HashMapCore::first(const HashMapType& type) const {
   HashMapBlock& block = *block_;
   const U32 slot = block.nextLive(type, block.first);
   if (!block.indexed()) return {slot, 0};
-  const U32* const index = block.index();
-  const U32 mask = block.mask();
-  U32 at = block.hashAt(type, slot) & mask;
-  while (index[at] == HashMapBlock::removed || (index[at] & mask) != slot) at = (at + 1) & mask;
-  return {slot, at};
+  const U32 hash = block.hashAt(type, slot);
+  const U32 word = block.wordOf(hash, slot);
+  for (U32 at = block.bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & block.placeMask()) {
+    const U32 found = HashMapBlock::inBucket(block.index() + at, word, ~0U);
+    if (found != 0) return {slot, at + static_cast<U32>(std::countr_zero(found))};
+  }
 }
 
-void HashMapCore::takeOut(const HashMapType& type, Place place) noexcept {
+// What a removal leaves to do besides: walkers, and what the slots are used for.
+void HashMapCore::tidyAfter(const HashMapType& type, U32 slot) noexcept {
   HashMapBlock& block = *block_;
-  const U32 slot = place.slot;
-  for (HashMapWalker* walker = walkers_; walker != nullptr; walker = walker->next_) {
+  for (HashMapWalker* walker = block.walkers; walker != nullptr; walker = walker->next_) {
     if (walker->home_ == nullptr || walker->gone_) continue;
     if ((walker->home_ == &block ? walker->slot_ : walker->resume_) != slot) continue;
     walker->gone_ = true;
     walker->resume_ = slot;
   }
-  block.liveIs(type, slot, false);
-  if (block.indexed()) {
-    // A search need not go on behind this word if it would end at the next one.
-    U32* const index = block.index();
-    const U32 mask = block.mask();
-    U32 at = place.at;
-    if (index[(at + 1) & mask] != HashMapBlock::vacant) {
-      index[at] = HashMapBlock::removed;
-    } else {
-      do {
-        index[at] = HashMapBlock::vacant;
-        at = (at - 1) & mask;
-      } while (index[at] == HashMapBlock::removed);
-    }
-  }
-  if (--block.size == 0) {
-    if (walkers_ == nullptr) emptied();
+  if (block.size == 0) {
+    if (block.walkers == nullptr) emptied();
     return;
   }
   if (slot == block.first) block.first = block.nextLive(type, slot + 1);
   // Slots behind the last element are used again at once, if no pinned entry may stand there. Not
   // so with an index: that each slot is used once bounds the marks in it.
   if (!block.indexed()) {
-    if (slot + 1 == block.used && walkers_ == nullptr) {
+    if (slot + 1 == block.used && block.walkers == nullptr) {
       do {
         --block.used;
       } while (!block.isLive(type, block.used - 1));
@@ -311,7 +314,7 @@ HashMapWalker::Left HashMapWalker::toLeave(const HashMapType& type) const {
 
 void* HashMapWalker::stepFrom(const HashMapType& type, Left& left) {
   left = toLeave(type);
-  if (core_ != nullptr && core_->block_ != nullptr) {
+  if (core_ != nullptr) {
     HashMapBlock& block = *core_->block_;
     const U32 position = settled() ? slot_ : resume_;
     const U32 next = block.nextLive(type, gone_ ? position : position + 1);
@@ -337,10 +340,10 @@ void HashMapWalker::leave(const HashMapType& type, Left& left) {
   left = toLeave(type);
   const HashMapCore* const core = core_;
   unlink();
-  if (core == nullptr || core->walkers_ != nullptr) return;
+  if (core == nullptr || core->block_->walkers != nullptr) return;
   // What a collection does once it is empty had to wait for those who stood in it. The entry that
   // was left is in a block that must outlast it: then the block goes with the entry.
-  if (core->block_ == nullptr || core->block_->size != 0) return;
+  if (core->block_->size != 0) return;
   auto& self = const_cast<HashMapCore&>(*core);
   if (left.entry != nullptr && left.block == nullptr && self.block_->indexed()) {
     left.block = self.block_;

@@ -6,9 +6,11 @@
 //
 // Slots [0, used) hold the entries in order of insertion; a removed one leaves a gap, which the
 // bits of `live` tell. Up to 8 slots a lookup compares all hashes at once. Above, an index of
-// 2 * capacity words serves it, with linear probing: a word has the slot's number in its low bits
-// and bits of the hash above, so that a mismatch is seen without a look at the entry. Removal marks
-// the word; the marks go when the slots are used up, before they can crowd the index.
+// 2 * capacity words serves it, in buckets of eight that are compared at once: a word has the
+// slot's number in its low bits and bits of the hash above, so that a mismatch is seen without a
+// look at the entry. A search goes on to the next bucket while there is no vacant word. Removal
+// marks a word of a bucket without one; the marks go when the slots are used up, before they can
+// crowd the index.
 //
 // An entry on which a walker stands is pinned: it stays where it is until the walker has left, also
 // when it is removed, or when the collection moves to another block. Such a block, retired, belongs
@@ -45,25 +47,32 @@ struct HashMapType {
 //  small:    head | hashes[4 or 8] | entries[capacity]
 //  indexed:  head | index[2 * capacity] | entries[capacity] | hashes[capacity] unless exact
 //                                                           | live bits[capacity] above 64
+class HashMapWalker;
+
 struct HashMapBlock {
   U32 size;
   U32 used;
   U32 first;
-  U32 capacity;  // a power of two
-  U64 live;      // the bits of up to 64 slots
+  U32 capacity;            // a power of two
+  U64 live;                // the bits of up to 64 slots; of more the bytes of the block
+  HashMapWalker* walkers;  // the youngest; of the block that the collection has now
 
   static constexpr U32 smallCapacity = 8;
   // Never a slot's number.
   static constexpr U32 none = 0xffffffffU;
-  // Words of the index without a slot. Hashes in the index have their top bit clear, so neither is
-  // ever taken for the word of an element.
-  static constexpr U32 vacant = 0xffffffffU;
-  static constexpr U32 removed = 0xfffffffeU;
-  static constexpr U32 hashBits = 0x7fffffffU;
+  // Words of the index without a slot. A word with one has its top bit set.
+  static constexpr U32 vacant = 0;
+  static constexpr U32 removed = 1;
+  static constexpr U32 taken = 0x80000000U;
+  static constexpr U32 bucketSize = 8;
 
   bool indexed() const { return capacity > smallCapacity; }
-  // Of places in the index, and of the slot's number in a word of it.
-  U32 mask() const { return 2 * capacity - 1; }
+  // Of places in the index.
+  U32 placeMask() const { return 2 * capacity - 1; }
+  // Where the search for a hash begins.
+  U32 bucketOf(U32 hash) const { return (hash * bucketSize) & placeMask(); }
+  U32 slotIn(U32 word) const { return word & (capacity - 1); }
+  U32 wordOf(U32 hash, U32 slot) const { return (hash & ~(capacity - 1)) | taken | slot; }
 
   char* tail() { return reinterpret_cast<char*>(this + 1); }
   U32* index() { return reinterpret_cast<U32*>(tail()); }
@@ -113,21 +122,28 @@ struct HashMapBlock {
 
   // The slots of a small block whose element has this hash, as bits.
   U32 matches(U32 hash) {
-    const U32* const hashes = index();
-    U32 found = 0;
-#ifdef __SSE2__
-    const __m128i wanted = _mm_set1_epi32(static_cast<int>(hash));
-    const auto four = [&wanted](const U32* at) {
-      const __m128i present = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-      return static_cast<U32>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(present, wanted))));
-    };
-    found = four(hashes);
-    if (capacity == smallCapacity) found |= four(hashes + 4) << 4;
-#else
-    const U32 width = capacity == smallCapacity ? 8 : 4;
-    for (U32 slot = 0; slot < width; ++slot) found |= U32{hashes[slot] == hash} << slot;
-#endif
+    U32 found = equal(index(), hash, ~0U);
+    if (capacity == smallCapacity) found |= equal(index() + 4, hash, ~0U) << 4;
     return found & static_cast<U32>(live);
+  }
+  // The words of a bucket that equal `word` in the bits of `mask`, as bits.
+  static U32 inBucket(const U32* bucket, U32 word, U32 mask) {
+    return equal(bucket, word, mask) | equal(bucket + 4, word, mask) << 4;
+  }
+
+ private:
+  // Of four numbers, as bits, those that equal `wanted` in the bits of `mask`.
+  static U32 equal(const U32* four, U32 wanted, U32 mask) {
+#ifdef __SSE2__
+    const __m128i present = _mm_loadu_si128(reinterpret_cast<const __m128i*>(four));
+    const __m128i masked = _mm_and_si128(present, _mm_set1_epi32(static_cast<int>(mask)));
+    const __m128i same = _mm_cmpeq_epi32(masked, _mm_set1_epi32(static_cast<int>(wanted & mask)));
+    return static_cast<U32>(_mm_movemask_ps(_mm_castsi128_ps(same)));
+#else
+    U32 found = 0;
+    for (U32 i = 0; i < 4; ++i) found |= U32{(four[i] & mask) == (wanted & mask)} << i;
+    return found;
+#endif
   }
 };
 
@@ -191,7 +207,8 @@ class HashMapWalker {
   bool gone_ = false;  // the element has been removed; the walk goes on with `resume_` itself
 };
 
-// Tells a function that runs foreign code whether the collection has outlived it.
+// Tells a function that runs foreign code whether the collection, which is not empty, has outlived
+// it.
 class HashMapWatch : private HashMapWalker {
  public:
   explicit HashMapWatch(const HashMapCore& core) { join(core); }
@@ -244,25 +261,37 @@ class HashMapCore {
       return;
     }
     if (!type.exact) block.hashes(type)[slot] = hash;
-    block.index()[place.at] = wordOf(block, hash, slot);
+    block.index()[place.at] = block.wordOf(hash, slot);
   }
 
   // Whether a walker stands on the very entry in the slot.
-  bool pinned(U32 slot) const { return walkers_ != nullptr && isPinned(slot); }
+  bool pinned(U32 slot) const { return block_->walkers != nullptr && isPinned(slot); }
   // Moves to another block, so that no entry is pinned any more. May throw as room() does.
   void unpin(const HashMapType& type) { settle(type, block_->capacity); }
   // Removes the element. Its entry stays as it is where it is pinned; otherwise it is the caller's,
   // who has moved it away before. Amortised O(1), and O(walkers) at that.
-  void takeOut(const HashMapType& type, Place place) noexcept;
+  void takeOut(const HashMapType& type, Place place) noexcept {
+    HashMapBlock& block = *block_;
+    block.liveIs(type, place.slot, false);
+    --block.size;
+    if (block.indexed()) {
+      // A search never goes past a bucket with a vacant word.
+      U32* const index = block.index();
+      const U32* const bucket = index + (place.at & ~(HashMapBlock::bucketSize - 1));
+      const bool ends = HashMapBlock::inBucket(bucket, HashMapBlock::vacant, ~0U) != 0;
+      index[place.at] = ends ? HashMapBlock::vacant : HashMapBlock::removed;
+      if (block.walkers == nullptr && place.slot != block.first && block.size >= block.used / 4)
+          [[likely]]
+        return;
+    }
+    tidyAfter(type, place.slot);
+  }
   // The first element; there must be one.
   Place first(const HashMapType& type) const;
 
  private:
   friend class HashMapWalker;
 
-  static U32 wordOf(const HashMapBlock& block, U32 hash, U32 slot) {
-    return (hash & HashMapBlock::hashBits & ~block.mask()) | slot;
-  }
   // Where the index has place for an element with this hash.
   static U32 vacancy(HashMapBlock& block, U32 hash) noexcept;
   static HashMapBlock* allocate(const HashMapType& type, U32 capacity);
@@ -273,9 +302,9 @@ class HashMapCore {
   void moveTo(const HashMapType& type, HashMapBlock& to) noexcept;
   // After the last element has gone, once nobody stands in the collection.
   void emptied() noexcept;
+  void tidyAfter(const HashMapType& type, U32 slot) noexcept;
 
   HashMapBlock* block_ = nullptr;
-  mutable HashMapWalker* walkers_ = nullptr;
 };
 
 template <class Matches>
@@ -291,16 +320,21 @@ inline HashMapCore::Place HashMapCore::find(const HashMapType& type, U32 hash,
     return {HashMapBlock::none, 0};
   }
   const U32* const index = block->index();
-  const U32 mask = block->mask();
+  const U32 mask = block->placeMask();
   const char* const entries = block->tail() + std::size_t{block->capacity} * 8;
-  const U32 wanted = hash & HashMapBlock::hashBits;
-  for (U32 at = hash & mask;; at = (at + 1) & mask) {
-    const U32 word = index[at];
-    if (((word ^ wanted) & ~mask) == 0) {
-      const U32 slot = word & mask;
-      if (matches(entries + std::size_t{slot} * type.entrySize)) return {slot, at};
+  const U32 wanted = block->wordOf(hash, 0);
+  const U32 tag = ~(block->capacity - 1);
+  for (U32 at = block->bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & mask) {
+    const U32* const bucket = index + at;
+    for (U32 found = HashMapBlock::inBucket(bucket, wanted, tag); found != 0; found &= found - 1) {
+      const U32 place = at + static_cast<U32>(std::countr_zero(found));
+      const U32 slot = block->slotIn(index[place]);
+      if (matches(entries + std::size_t{slot} * type.entrySize)) [[likely]]
+        return {slot, place};
     }
-    if (word == HashMapBlock::vacant) return {HashMapBlock::none, at};
+    const U32 vacant = HashMapBlock::inBucket(bucket, HashMapBlock::vacant, ~0U);
+    if (vacant != 0) [[likely]]
+      return {HashMapBlock::none, at + static_cast<U32>(std::countr_zero(vacant))};
   }
 }
 
@@ -315,9 +349,9 @@ inline bool HashMapWalker::settled() const {
 #endif
 inline void HashMapWalker::join(const HashMapCore& core) {
   core_ = &core;
-  next_ = core.walkers_;
+  next_ = core.block_->walkers;
   if (next_ != nullptr) next_->previous_ = this;
-  core.walkers_ = this;
+  core.block_->walkers = this;
 }
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop
@@ -327,7 +361,7 @@ inline void HashMapWalker::unlink() {
   if (previous_ != nullptr) {
     previous_->next_ = next_;
   } else if (core_ != nullptr) {
-    core_->walkers_ = next_;
+    core_->block_->walkers = next_;
   }
   if (next_ != nullptr) next_->previous_ = previous_;
   core_ = nullptr;

@@ -34,7 +34,10 @@ class Ptr {
   ~Ptr() { drop(object_); }
 
   Ptr& operator=(const Ptr& other) {
-    if (this != &other) Ptr(other).swap(*this);
+    T* const old = object_;
+    object_ = other.object_;
+    take();
+    drop(old);
     return *this;
   }
   Ptr& operator=(Ptr&& other) noexcept {

@@ -78,6 +78,20 @@ void PtrInterface::NotifieeConst::keepOwner() {
   holdsOwner_ = true;
 }
 
+void Frame::holdShared() {
+  held_->increment();
+  if (owner_ == nullptr) return;
+  owner_->increment();
+  if (static_cast<const PtrInterface::NotifieeConst*>(held_)->ownerIsNotifiee_) holdAbove();
+}
+
+void Frame::letGo() {
+  held_->referencesDec();
+  if (owner_ == nullptr) return;
+  owner_->referencesDec();
+  for (U32 i = 0; i < aboveCount_; ++i) above_[i]->referencesDec();
+}
+
 void Frame::holdAbove() {
   const auto* below = static_cast<const PtrInterface::NotifieeConst*>(owner_);
   while (below->owner_ != nullptr && aboveCount_ < std::size(above_)) {

@@ -103,6 +103,7 @@ class VFPtrInterface {
   }
 
  private:
+  friend class Frame;
   mutable U32 word_ = 0;
 };
 
@@ -204,9 +205,13 @@ class Frame {
  public:
   explicit Frame(const PtrInterface::NotifieeConst& reactor)
       : held_(&reactor), owner_(reactor.owner_) {
-    held_->increment();
+    if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
+      holdShared();
+      return;
+    }
+    ++held_->word_;
     if (owner_ == nullptr) return;
-    owner_->increment();
+    ++owner_->word_;
     if (reactor.ownerIsNotifiee_) holdAbove();
   }
   explicit Frame(const PtrInterface& machine) : held_(&machine), owner_(nullptr) {
@@ -214,16 +219,22 @@ class Frame {
   }
   // Innermost first, so that a reactor that ends here still finds its owner.
   ~Frame() {
-    held_->referencesDec();
-    if (owner_ == nullptr) return;
-    owner_->referencesDec();
-    for (U32 i = 0; i < aboveCount_; ++i) above_[i]->referencesDec();
+    if (VFPtrInterface::threadSafePointers_ || aboveCount_ != 0) [[unlikely]] {
+      letGo();
+      return;
+    }
+    if ((--held_->word_ & VFPtrInterface::countMask) == 0) [[unlikely]]
+      held_->handleZeroRef();
+    if (owner_ != nullptr && (--owner_->word_ & VFPtrInterface::countMask) == 0) [[unlikely]]
+      owner_->handleZeroRef();
   }
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;
 
  private:
+  void holdShared();
   void holdAbove();
+  void letGo();
 
   const PtrInterface* const held_;
   const PtrInterface* const owner_;
