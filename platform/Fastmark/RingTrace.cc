@@ -5,10 +5,11 @@
 #include <utility>
 
 #include "platform/Dualmark/FastmarkConverter.h"
+#include "platform/Fastmark/TraceGate.h"
 
 namespace Fastmark {
 
-TraceHandle* defaultFastmarkHandle = nullptr;
+constinit DefaultTraceHandle defaultFastmarkHandle;
 
 namespace {
 
@@ -42,7 +43,12 @@ class ArgumentReader {
 
 }  // namespace
 
-RingBuf::RingBuf(std::size_t bytes) : bytes_(std::bit_ceil(std::max(bytes, smallestRing))) {}
+RingBuf::RingBuf(std::size_t bytes)
+    : segment_(std::bit_ceil(std::max(bytes, smallestRing)) / segments),
+      bytes_(std::make_unique_for_overwrite<char[]>(capacity())),
+      start_(segment(0)),
+      end_(segment(0)),
+      limit_(segment(1)) {}
 
 void RingBuf::startMsg(TraceFile* file, int id) {
   start_ = end_;
@@ -52,45 +58,55 @@ void RingBuf::startMsg(TraceFile* file, int id) {
 
 void RingBuf::endMsg() {
   const auto size = static_cast<U32>(end_ - start_);
-  copyIn(start_ + offsetof(Head, size), &size, sizeof size);
+  std::memcpy(start_ + offsetof(Head, size), &size, sizeof size);
   open_ = false;
 }
 
-// Drops the oldest messages until `size` bytes more fit. False, and the message is cut back to its
-// head, where it would fill more than the ring; then nothing is dropped for it in vain.
-bool RingBuf::makeRoom(std::size_t size) {
-  if (end_ + size - start_ > bytes_.size()) {
+// Moves the open message on to where `more` bytes more fit. False, and the message is cut back to
+// its head, where it would fill more than the ring; then nothing is dropped for it in vain.
+bool RingBuf::makeRoom(std::size_t more) {
+  const auto written = static_cast<std::size_t>(end_ - start_);
+  if (more > capacity() - written) {
     end_ = start_ + sizeof(Head);
     open_ = false;
     return false;
   }
-  while (end_ + size - oldest_ > bytes_.size()) oldest_ += headAt(oldest_).size;
+  const std::size_t needed = (written + more + segment_ - 1) / segment_;
+  const std::size_t next = static_cast<std::size_t>(limit_ - segment(0)) / segment_;
+  // A message that has its segments to itself grows where it is.
+  const bool isAlone = start_ == segment(current_);
+  fill_[current_] = static_cast<std::size_t>(start_ - segment(current_));
+  std::size_t first = isAlone ? current_ : next;
+  if (first + needed <= segments) {
+    drop(next, first + needed);
+  } else {
+    // What stands between here and the ring's end is older than what stands at its start.
+    drop(next, segments);
+    first = 0;
+    drop(0, needed);
+  }
+  std::memmove(segment(first), start_, written);
+  start_ = segment(first);
+  end_ = start_ + written;
+  limit_ = segment(first + needed);
+  current_ = first;
   return true;
 }
 
-RingBuf::Head RingBuf::headAt(U64 position) const {
-  Head head{};
-  copyOut(position, &head, sizeof head);
-  return head;
-}
-
-void RingBuf::copyOut(U64 position, void* bytes, std::size_t size) const {
-  const std::size_t at = position & (bytes_.size() - 1);
-  const std::size_t first = std::min(size, bytes_.size() - at);
-  std::memcpy(bytes, bytes_.data() + at, first);
-  std::memcpy(static_cast<char*>(bytes) + first, bytes_.data(), size - first);
-}
-
 void RingBuf::forEach(const std::function<void(const Message&)>& fn) const {
-  std::string arguments;
-  // A message that is still open is not all there.
-  const U64 end = open_ ? start_ : end_;
-  for (U64 at = oldest_; at < end;) {
-    const Head head = headAt(at);
-    arguments.resize(head.size - sizeof head);
-    copyOut(at + sizeof head, arguments.data(), arguments.size());
-    fn(Message{head.id, head.sequence, arguments});
-    at += head.size;
+  // The oldest ones stand behind the segments that are being written.
+  const std::size_t next = static_cast<std::size_t>(limit_ - segment(0)) / segment_;
+  for (std::size_t i = 0; i < segments; ++i) {
+    const std::size_t s = (next + i) % segments;
+    const char* at = segment(s);
+    // A message that is still open is not all there.
+    const char* const end = s != current_ ? at + fill_[s] : open_ ? start_ : end_;
+    while (at < end) {
+      Head head{};
+      std::memcpy(&head, at, sizeof head);
+      fn(Message{head.id, head.sequence, {at + sizeof head, head.size - sizeof head}});
+      at += head.size;
+    }
   }
 }
 
@@ -115,10 +131,17 @@ void MsgDesc::finish() {
   file_->add(id, TraceFile::Description{std::move(format_), sourceFile_, sourceLine_});
 }
 
-TraceFile::TraceFile(std::size_t bytesPerRing) {
-  rings_.reserve(levels);
-  for (U32 level = 0; level < levels; ++level) rings_.emplace_back(bytesPerRing);
+namespace {
+
+template <std::size_t... level>
+std::array<RingBuf, sizeof...(level)> ringsOf(std::size_t bytes, std::index_sequence<level...>) {
+  return {(static_cast<void>(level), RingBuf(bytes))...};
 }
+
+}  // namespace
+
+TraceFile::TraceFile(std::size_t bytesPerRing)
+    : rings_(ringsOf(bytesPerRing, std::make_index_sequence<levels>())) {}
 
 void TraceFile::add(int id, Description description) {
   const auto at = static_cast<std::size_t>(id);
@@ -213,6 +236,14 @@ void TraceHandle::traceFileIs(std::unique_ptr<TraceFile> file) {
   single_ = file.get();
   files_.clear();
   if (file) files_.push_back(std::move(file));
+  if (defaultFastmarkHandle == this) TraceGate::ringIs(single_ != nullptr);
+}
+
+DefaultTraceHandle& DefaultTraceHandle::operator=(TraceHandle* handle) {
+  handle_ = handle;
+  TraceGate::ringIs(handle != nullptr &&
+                    (handle->isMultiThreaded() || handle->traceFile() != nullptr));
+  return *this;
 }
 
 TraceFile* TraceHandle::mtTraceFile() {

@@ -20,24 +20,29 @@
 #include <type_traits>
 #include <vector>
 
+#include "platform/Nimbo/String.h"
 #include "platform/Velo/Types.h"
 
 namespace Fastmark {
 
 class TraceFile;
 
-// A ring of whole messages: a new one overwrites the oldest ones. One thread writes; nobody may
-// read meanwhile.
+// A ring of whole messages: a new one takes the place of the oldest ones. One thread writes; nobody
+// may read meanwhile.
 //
-//   | head: size, id, sequence | arguments, packed | head | arguments | ...
-//     oldest_ ----------------> start_ (the message being written) ----> end_
+//   | head: size, id, sequence | arguments, packed | head | arguments ... free ... |
+//                                                  start_ (being written) end_     limit_
 //
-// Positions only grow; a byte lies at its position modulo the capacity, so a message may wrap
-// anywhere.
+// The ring is eight segments, taken in turn. A message that does not fit into the rest of the
+// segment goes to the next one, where all that stood in it is dropped at once; one that is larger
+// than a segment takes as many neighbours as it needs, from the ring's start on where there are not
+// enough up to its end. A message never wraps, so what remains is decided by the sizes alone.
 class RingBuf {
  public:
   // `bytes` is rounded up to a power of two of at least 64.
   explicit RingBuf(std::size_t bytes);
+  RingBuf(const RingBuf&) = delete;
+  RingBuf& operator=(const RingBuf&) = delete;
 
   // Opens a message of site `id`: writes its head with the file's next sequence number.
   void startMsg(TraceFile* file, int id);
@@ -50,14 +55,20 @@ class RingBuf {
   template <class T>
   requires(std::is_trivially_copyable_v<T>) void write(T value) { write(&value, sizeof value); }
   void write(const void* bytes, std::size_t size) {
-    if (end_ + size - oldest_ > bytes_.size() && !makeRoom(size)) [[unlikely]] {
+    if (size > static_cast<std::size_t>(limit_ - end_) && !makeRoom(size)) [[unlikely]] {
       return;
     }
-    copyIn(end_, bytes, size);
+    std::memcpy(end_, bytes, size);
     end_ += size;
   }
 
-  std::size_t capacity() const { return bytes_.size(); }
+  // Writes a message with all its arguments in one go, each a U32, a bool, an entity's address or
+  // a string; they read back as if written one by one. False, and nothing is written, near the end
+  // of a segment: there the message has to be written one by one. Not while a message is open.
+  template <class... Arguments>
+  bool writeMsg(TraceFile* file, int id, const Arguments&... arguments);
+
+  std::size_t capacity() const { return segments * segment_; }
 
   struct Message {
     int id;
@@ -73,25 +84,57 @@ class RingBuf {
     int id;
     U64 sequence;
   };
+  static constexpr std::size_t segments = 8;
 
-  bool makeRoom(std::size_t size);
-  Head headAt(U64 position) const;
-  void copyIn(U64 position, const void* bytes, std::size_t size) {
-    const std::size_t at = position & (bytes_.size() - 1);
-    const std::size_t first = bytes_.size() - at;
-    if (size <= first) [[likely]] {
-      std::memcpy(bytes_.data() + at, bytes, size);
-    } else {
-      std::memcpy(bytes_.data() + at, bytes, first);
-      std::memcpy(bytes_.data(), static_cast<const char*>(bytes) + first, size - first);
-    }
+  bool makeRoom(std::size_t more);
+  char* segment(std::size_t i) const { return bytes_.get() + i * segment_; }
+  void drop(std::size_t from, std::size_t to) {
+    for (; from < to; ++from) fill_[from] = 0;
   }
-  void copyOut(U64 position, void* bytes, std::size_t size) const;
 
-  std::vector<char> bytes_;
-  U64 oldest_ = 0;
-  U64 start_ = 0;
-  U64 end_ = 0;
+  static std::size_t sizeOf(const Nimbo::String& text) { return sizeof(U32) + text.size(); }
+  static std::size_t sizeOf(std::string_view text) { return sizeof(U32) + text.size(); }
+  template <class T>
+  static constexpr std::size_t sizeOf(const T&) {
+    return sizeof(T);
+  }
+  static char* place(char* at, const Nimbo::String& text) {
+    if (text.isLong()) [[unlikely]] {
+      return place(at, text.view());
+    }
+    // All bytes of the object: faster than as many as the text has, and what is too much is
+    // overwritten by what comes next.
+    const auto size = static_cast<U32>(text.size());
+    std::memcpy(at, &size, sizeof size);
+    for (std::size_t i = 0; i < 3; ++i) {
+      const U64 word = text.word(i);
+      std::memcpy(at + sizeof size + i * sizeof word, &word, sizeof word);
+    }
+    return at + sizeof size + size;
+  }
+  static char* place(char* at, std::string_view text) {
+    const auto size = static_cast<U32>(text.size());
+    std::memcpy(at, &size, sizeof size);
+    if (size != 0) std::memcpy(at + sizeof size, text.data(), size);
+    return at + sizeof size + size;
+  }
+  template <class T>
+  static char* place(char* at, const T& value) {
+    static_assert(std::is_same_v<T, U32> || std::is_same_v<T, bool> || std::is_pointer_v<T>,
+                  "these are the arguments that a type code tells of");
+    std::memcpy(at, &value, sizeof value);
+    return at + sizeof value;
+  }
+
+  std::size_t segment_;  // bytes of one
+  std::unique_ptr<char[]> bytes_;
+  char* start_;
+  char* end_;
+  char* limit_;              // of the segments that are being written
+  std::size_t current_ = 0;  // the first one of these
+  // Bytes of messages that begin in each segment other than the current one; they may reach into
+  // the ones behind it.
+  std::array<std::size_t, segments> fill_{};
   bool open_ = false;
 };
 
@@ -156,7 +199,7 @@ class TraceFile {
            known_[static_cast<std::size_t>(id)] != 0;
   }
   // `level` is below `levels`.
-  RingBuf* ring(U32 level) { return &rings_[level]; }
+  RingBuf* ring(U32 level) { return rings_.data() + level; }
 
   struct Message {
     U32 level;
@@ -194,9 +237,24 @@ class TraceFile {
   // A byte for each id, apart from the descriptions: it is all that writing a message looks at.
   std::vector<U8> known_;
   std::vector<std::unique_ptr<const Description>> descriptions_;
-  std::vector<RingBuf> rings_;
+  std::array<RingBuf, levels> rings_;
   U64 sequence_ = 0;
 };
+
+template <class... Arguments>
+bool RingBuf::writeMsg(TraceFile* file, int id, const Arguments&... arguments) {
+  const std::size_t size = (sizeof(Head) + ... + sizeOf(arguments));
+  char* at = end_;
+  if (size + sizeof(Nimbo::String) > static_cast<std::size_t>(limit_ - at)) [[unlikely]] {
+    return false;
+  }
+  const Head head{static_cast<U32>(size), id, ++file->sequence_};
+  std::memcpy(at, &head, sizeof head);
+  at += sizeof head;
+  ((at = place(at, arguments)), ...);
+  end_ = at;
+  return true;
+}
 
 // Where the process traces to: one file for a process that traces on one thread, or a file for each
 // thread, so that writing takes no lock. Outlives every trace while `defaultFastmarkHandle` points
@@ -233,15 +291,27 @@ class TraceHandle {
 };
 
 // The process's ring trace; null, which is how a process starts, for none. The handle belongs to
-// whoever sets it. Set it before other threads trace.
-extern TraceHandle* defaultFastmarkHandle;
+// whoever sets it. Set it before other threads trace. It is used like the pointer that it holds; of
+// a class only since the gates of all trace statements have to hear of a change.
+class DefaultTraceHandle {
+ public:
+  constexpr DefaultTraceHandle() = default;
+  DefaultTraceHandle(const DefaultTraceHandle&) = delete;
+  DefaultTraceHandle& operator=(const DefaultTraceHandle&) = delete;
+
+  DefaultTraceHandle& operator=(TraceHandle* handle);
+  operator TraceHandle*() const { return handle_; }
+  TraceHandle* operator->() const { return handle_; }
+
+ private:
+  TraceHandle* handle_ = nullptr;
+};
+extern DefaultTraceHandle defaultFastmarkHandle;
 
 // The file that the calling thread traces to now; null for none.
 inline TraceFile* currentTraceFile() {
   TraceHandle* const handle = defaultFastmarkHandle;
-  if (handle == nullptr) [[likely]] {
-    return nullptr;
-  }
+  if (handle == nullptr) return nullptr;
   return handle->isMultiThreaded() ? handle->mtTraceFile() : handle->traceFile();
 }
 

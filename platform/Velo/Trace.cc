@@ -1,7 +1,9 @@
 #include "platform/Velo/Trace.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -19,12 +21,19 @@ namespace {
 void writeToStandardError(void* /*context*/, U32 level, const char* line, std::size_t size) {
   // The stream has no buffer of its own, so what is written at once goes out at once. Nobody is
   // left to tell of a line that could not be written.
-  std::string out = std::to_string(level);
-  out.reserve(out.size() + size + 2);
-  out += ' ';
-  out.append(line, size);
-  out += '\n';
-  std::fwrite(out.data(), 1, out.size(), stderr);
+  char usual[512];
+  std::string longer;
+  char* out = usual;
+  if (size + 12 > sizeof usual) {
+    longer.resize(size + 12);
+    out = longer.data();
+  }
+  char* end = std::to_chars(out, out + 10, level).ptr;
+  *end++ = ' ';
+  if (size != 0) std::memcpy(end, line, size);
+  end += size;
+  *end++ = '\n';
+  std::fwrite(out, 1, static_cast<std::size_t>(end - out), stderr);
 }
 
 struct Sink {
@@ -73,7 +82,7 @@ TraceHandle::TraceHandle(const char* name, bool allLevels)
   Shared& all = shared();
   const std::lock_guard lock(all.mutex);
   const auto given = all.levels.find(name_);
-  if (given != all.levels.end()) levelsIs(given->second);
+  if (given != all.levels.end()) levels_.store(given->second, std::memory_order_relaxed);
   all.facilities.push_back(this);
 }
 
@@ -81,6 +90,12 @@ TraceHandle::~TraceHandle() {
   Shared& all = shared();
   const std::lock_guard lock(all.mutex);
   std::erase(all.facilities, this);
+  Fastmark::TraceGate::levelsGone(levels_);
+}
+
+void TraceHandle::levelsIs(U32 mask) {
+  levels_.store(mask, std::memory_order_relaxed);
+  Fastmark::TraceGate::levelsChanged(levels_);
 }
 
 void traceLevelsIs(const char* facility, U32 mask) {
@@ -164,17 +179,25 @@ void TraceArgument::writeTo(Dualmark::FastmarkConverter& converter) const {
   }
 }
 
-void TraceSite::write(TraceHandle& facility, Fastmark::TraceFile* file, bool toText,
-                      std::initializer_list<TraceArgument> arguments) noexcept {
-  if (file != nullptr) writeRing(facility, *file, arguments);
-  if (toText) writeText(facility, arguments);
+U32 TraceFacility::channels(FacilityLevel level) const {
+  const U32 both = Fastmark::TraceGate::wordFor(levelsOf(handle()));
+  return both & Fastmark::TraceGate::mask(level);
 }
 
-void TraceSite::writeRing(const TraceHandle& facility, Fastmark::TraceFile& file,
+void TraceSite::writeEach(const TraceFacility& facility, U32 channels,
+                          std::initializer_list<TraceArgument> arguments) {
+  if ((channels & Fastmark::TraceGate::ringBit) != 0) {
+    Fastmark::TraceFile* const file = Fastmark::currentTraceFile();
+    if (file != nullptr) writeRing(facility, *file, arguments);
+  }
+  if (((channels >> level_) & 1U) != 0) writeText(facility.handle(), arguments);
+}
+
+void TraceSite::writeRing(const TraceFacility& facility, Fastmark::TraceFile& file,
                           std::initializer_list<TraceArgument> arguments) {
   int id = std::atomic_ref<int>(id_).load(std::memory_order_relaxed);
   if (!file.knows(id)) [[unlikely]] {
-    registerWith(facility, file, arguments);
+    registerWith(facility.handle(), file, arguments);
     id = std::atomic_ref<int>(id_).load(std::memory_order_relaxed);
   }
   Fastmark::RingBuf* const ring = file.ring(level_);

@@ -4,9 +4,9 @@
 //
 //   VELO_TRACE(FabrionTrace, 3, "%s has %s physical port(s)", name, host->port().size());
 //
-// A statement whose two channels are off costs a test for each and evaluates no argument; otherwise
-// each argument is evaluated once. A trace never throws: an exception in it, arguments included,
-// ends the process.
+// A statement whose two channels are off costs one load and one test and evaluates no argument;
+// otherwise each argument is evaluated once. A trace never throws: an exception in it, arguments
+// included, ends the process.
 #pragma once
 
 #include <atomic>
@@ -19,6 +19,7 @@
 #include <type_traits>
 
 #include "platform/Fastmark/RingTrace.h"
+#include "platform/Fastmark/TraceGate.h"
 #include "platform/Nimbo/String.h"
 #include "platform/Velo/Ptr.h"
 #include "platform/Velo/PtrInterface.h"
@@ -55,9 +56,12 @@ class TraceHandle {
   bool isOn(FacilityLevel level) const {
     return ((levels_.load(std::memory_order_relaxed) >> level) & 1U) != 0;
   }
-  void levelsIs(U32 mask) { levels_.store(mask, std::memory_order_relaxed); }
+  // Any thread may call.
+  void levelsIs(U32 mask);
 
  private:
+  friend struct TraceFacility;
+
   const std::string name_;
   std::atomic<U32> levels_;
 };
@@ -116,25 +120,41 @@ concept TraceNumber = std::same_as<T, unsigned char> || std::same_as<T, unsigned
     std::same_as<T, unsigned int> || std::same_as<T, unsigned long> ||
     std::same_as<T, unsigned long long>;
 
-// One argument of a trace, of a kind that both channels can show. Refers to what it was made of, so
-// it lives no longer than the statement.
+// The arguments of a trace as they reach its channels: a string, a 64-bit number, a bool or the
+// address of an entity. Refers to what was given, so it lives no longer than the statement. A
+// string of the runtime goes by reference: the ring copies it as it stands.
+inline const Nimbo::String& traceValue(const Nimbo::String& text) { return text; }
+inline std::string_view traceValue(const char* text) {
+  return text == nullptr ? std::string_view() : std::string_view(text);
+}
+inline std::string_view traceValue(std::string_view text) { return text; }
+inline std::string_view traceValue(const std::string& text) { return text; }
+template <TraceNumber T>
+U64 traceValue(T number) {
+  return number;
+}
+// A template, or else every pointer would do as a bool.
+template <std::same_as<bool> T>
+bool traceValue(T value) {
+  return value;
+}
+inline const PtrInterface* traceValue(const PtrInterface* entity) { return entity; }
+template <class T>
+const PtrInterface* traceValue(const Ptr<T>& entity) {
+  return entity.get();
+}
+
+// One argument of whatever kind, for where all are walked through.
 class TraceArgument {
  public:
   // Which member of the union holds the value is said by the kind, which the check does not see.
   // NOLINTBEGIN(cppcoreguidelines-pro-type-member-init)
-  TraceArgument(const char* text) : kind_(Kind::text), text_(viewOf(text)) {}
-  TraceArgument(std::string_view text) : kind_(Kind::text), text_(text) {}
-  TraceArgument(const std::string& text) : kind_(Kind::text), text_(text) {}
   TraceArgument(const Nimbo::String& text) : kind_(Kind::text), text_(text.view()) {}
-  // The ring keeps the lower 32 bits.
-  template <TraceNumber T>
-  TraceArgument(T number) : kind_(Kind::number), number_(number) {}
-  // A template, or else every pointer would do as a bool.
+  TraceArgument(std::string_view text) : kind_(Kind::text), text_(text) {}
+  TraceArgument(U64 number) : kind_(Kind::number), number_(number) {}
   template <std::same_as<bool> T>
   TraceArgument(T value) : kind_(Kind::boolean), number_(value ? 1 : 0) {}
   TraceArgument(const PtrInterface* entity) : kind_(Kind::entity), entity_(entity) {}
-  template <class T>
-  TraceArgument(const Ptr<T>& entity) : kind_(Kind::entity), entity_(entity.get()) {}
   // NOLINTEND(cppcoreguidelines-pro-type-member-init)
 
   const char* typeCode() const;
@@ -144,10 +164,6 @@ class TraceArgument {
  private:
   enum class Kind : U8 { text, number, boolean, entity };
 
-  static std::string_view viewOf(const char* text) {
-    return text == nullptr ? std::string_view() : std::string_view(text);
-  }
-
   Kind kind_;
   union {
     std::string_view text_;
@@ -156,6 +172,43 @@ class TraceArgument {
   };
 };
 
+// The same as the ring keeps them: of a number the lower 32 bits.
+inline const Nimbo::String& traceInRing(const Nimbo::String& text) { return text; }
+inline std::string_view traceInRing(std::string_view text) { return text; }
+inline U32 traceInRing(U64 number) { return static_cast<U32>(number); }
+template <std::same_as<bool> T>
+bool traceInRing(T value) {
+  return value;
+}
+inline const PtrInterface* traceInRing(const PtrInterface* entity) { return entity; }
+
+// What the statements of one library share for one class of a facility. Each library has its own
+// ones, whoever owns the facility: so the gate is a word of the library that tests it.
+struct TraceFacility {
+  Fastmark::TraceGate gate;
+  // Makes the facility on first use, and from then on has the gate kept.
+  TraceHandle& (*handle)();
+
+  // For a statement that found the gate open: the channels it goes to, as bits of a gate.
+  U32 channels(FacilityLevel level) const;
+  static const std::atomic<U32>& levelsOf(const TraceHandle& handle) { return handle.levels_; }
+};
+
+template <class Facility>
+[[gnu::visibility("hidden")]] TraceHandle& traceHandle();
+
+template <class Facility>
+[[gnu::visibility("hidden")]] inline constinit TraceFacility traceFacility{{},
+                                                                           traceHandle<Facility>};
+
+template <class Facility>
+TraceHandle& traceHandle() {
+  TraceHandle& handle = Facility::handle();
+  static const Fastmark::TraceGateKeeper keeper(traceFacility<Facility>.gate,
+                                                TraceFacility::levelsOf(handle));
+  return handle;
+}
+
 // What one trace statement knows of itself: a static object, initialised before anything runs.
 class TraceSite {
  public:
@@ -163,12 +216,38 @@ class TraceSite {
                       const char* format, U32 line)
       : level_(level), line_(line), pretty_(pretty), function_(function), format_(format) {}
 
-  // The two channels, in their order; `file` is null and `toText` false where the channel is off.
-  void write(TraceHandle& facility, Fastmark::TraceFile* file, bool toText,
-             std::initializer_list<TraceArgument> arguments) noexcept;
+  // The two channels, in their order, as far as `channels` has their bits. One function for all
+  // statements with arguments of the same kinds: it would be long to have at each.
+  template <class... Values>
+  [[gnu::noinline]] void write(const TraceFacility& facility, U32 channels,
+                               Values... values) noexcept {
+    if ((channels & Fastmark::TraceGate::ringBit) != 0 && writeKnown(values...)) [[likely]] {
+      channels &= ~Fastmark::TraceGate::ringBit;
+    }
+    if ((channels & (Fastmark::TraceGate::ringBit | (U32{1} << level_))) != 0) [[unlikely]] {
+      writeOther<Values...>(facility, channels, values...);
+    }
+  }
 
  private:
-  void writeRing(const TraceHandle& facility, Fastmark::TraceFile& file,
+  // The ring's usual case: the file knows the site, and its message fits where the last one ended.
+  // False, and nothing is written, otherwise.
+  template <class... Values>
+  [[gnu::always_inline]] bool writeKnown(const Values&... values) {
+    Fastmark::TraceFile* const file = Fastmark::currentTraceFile();
+    if (file == nullptr) return false;
+    const int id = std::atomic_ref<int>(id_).load(std::memory_order_relaxed);
+    return file->knows(id) && file->ring(level_)->writeMsg(file, id, traceInRing(values)...);
+  }
+  // With the parameters of write, which so needs no room of its own for the list.
+  template <class... Values>
+  [[gnu::noinline]] void writeOther(const TraceFacility& facility, U32 channels,
+                                    Values... values) noexcept {
+    writeEach(facility, channels, {TraceArgument(values)...});
+  }
+  void writeEach(const TraceFacility& facility, U32 channels,
+                 std::initializer_list<TraceArgument> arguments);
+  void writeRing(const TraceFacility& facility, Fastmark::TraceFile& file,
                  std::initializer_list<TraceArgument> arguments);
   void registerWith(const TraceHandle& facility, Fastmark::TraceFile& file,
                     std::initializer_list<TraceArgument> arguments);
@@ -182,6 +261,16 @@ class TraceSite {
   const char* const format_;
   int id_ = 0;  // the same in every trace file; zero until the first one
   std::atomic<const std::string*> signature_{nullptr};
+};
+
+// The writing of a statement. Made with braces, which evaluate the arguments from left to right; a
+// call need not.
+struct TraceWriting {
+  template <class... Arguments>
+  [[gnu::always_inline]] TraceWriting(TraceSite& site, const TraceFacility& facility, U32 channels,
+                                      const Arguments&... arguments) {
+    site.write<decltype(traceValue(arguments))...>(facility, channels, traceValue(arguments)...);
+  }
 };
 
 // Ends the process when an exception passes it. A noexcept function cannot do that for the
@@ -219,20 +308,24 @@ std::integral_constant<std::size_t, sizeof...(Arguments)> traceCount(const Argum
 // for one argument, "%x" for a number in hexadecimal. The line is the function's signature as g++
 // writes it, ": ", and the format's words. What a traced function has to keep to, so that every
 // compiler gives the same signature, is told in Signature.h.
-#define VELO_TRACE(facility, level, format, ...)                                               \
-  do {                                                                                         \
-    static_assert((level) < ::Fastmark::TraceFile::levels, "a trace level is 0 to 9");         \
-    static_assert(                                                                             \
-        ::Velo::tracePlaceholders(format) == decltype(::Velo::traceCount(__VA_ARGS__))::value, \
-        "a trace has as many arguments as its format has placeholders");                       \
-    static constinit ::Velo::TraceSite veloTraceSite((level), __PRETTY_FUNCTION__, __func__,   \
-                                                     (format), __LINE__);                      \
-    ::Fastmark::TraceFile* const veloTraceFile = ::Fastmark::currentTraceFile();               \
-    ::Velo::TraceHandle& veloTraceFacility = facility::handle();                               \
-    const bool veloTraceText = veloTraceFacility.isOn(level);                                  \
-    if (veloTraceFile != nullptr || veloTraceText) [[unlikely]] {                              \
-      ::Velo::TraceGuard veloTraceGuard;                                                       \
-      veloTraceSite.write(veloTraceFacility, veloTraceFile, veloTraceText, {__VA_ARGS__});     \
-      veloTraceGuard.done();                                                                   \
-    }                                                                                          \
+#define VELO_TRACE(facility, level, format, ...)                                                 \
+  do {                                                                                           \
+    static_assert((level) < ::Fastmark::TraceFile::levels, "a trace level is 0 to 9");           \
+    static_assert(                                                                               \
+        ::Velo::tracePlaceholders(format) == decltype(::Velo::traceCount(__VA_ARGS__))::value,   \
+        "a trace has as many arguments as its format has placeholders");                         \
+    ::U32 veloTraceChannels = ::Velo::traceFacility<facility>.gate.load();                       \
+    if ((veloTraceChannels & ::Fastmark::TraceGate::mask(level)) != 0) [[unlikely]] {            \
+      if ((veloTraceChannels & ::Fastmark::TraceGate::openBit) != 0) [[unlikely]] {              \
+        veloTraceChannels = ::Velo::traceFacility<facility>.channels(level);                     \
+      }                                                                                          \
+      if (veloTraceChannels != 0) {                                                              \
+        static constinit ::Velo::TraceSite veloTraceSite((level), __PRETTY_FUNCTION__, __func__, \
+                                                         (format), __LINE__);                    \
+        ::Velo::TraceGuard veloTraceGuard;                                                       \
+        static_cast<void>(::Velo::TraceWriting{veloTraceSite, ::Velo::traceFacility<facility>,   \
+                                               veloTraceChannels __VA_OPT__(, ) __VA_ARGS__});   \
+        veloTraceGuard.done();                                                                   \
+      }                                                                                          \
+    }                                                                                            \
   } while (false)

@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <barrier>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -245,34 +247,156 @@ TEST(RingBuf, AnOpenMessageIsNotRead) {
   ring.forEach([](const RingBuf::Message&) { ADD_FAILURE(); });
 }
 
-// Every offset of the wrap, within heads and within arguments, against a plain list.
-TEST(RingBuf, HoldsTheNewestMessagesThroughManyWraps) {
-  TraceFile file(256);
+// What a ring holds, told by the sizes of what was written: runs of neighbouring segments.
+class Expected {
+ public:
+  explicit Expected(std::size_t capacity) : segment_(capacity / segments) {}
+
+  void write(std::size_t bytes, std::string text) {
+    if (runs_.empty() || runs_.back().used + bytes > runs_.back().count * segment_) {
+      open((bytes + segment_ - 1) / segment_);
+    }
+    runs_.back().used += bytes;
+    runs_.back().texts.push_back(std::move(text));
+  }
+  std::vector<std::string> texts() const {
+    std::vector<std::string> result;
+    for (const Run& run : runs_) result.insert(result.end(), run.texts.begin(), run.texts.end());
+    return result;
+  }
+
+ private:
+  static constexpr std::size_t segments = 8;
+  struct Run {
+    std::size_t first;
+    std::size_t count;
+    std::size_t used = 0;
+    std::vector<std::string> texts{};
+  };
+
+  void open(std::size_t count) {
+    std::size_t first = runs_.empty() ? 0 : runs_.back().first + runs_.back().count;
+    if (first + count > segments) {
+      drop(first, segments);
+      first = 0;
+    }
+    drop(first, first + count);
+    runs_.push_back({first, count});
+  }
+  void drop(std::size_t from, std::size_t to) {
+    std::erase_if(runs_, [=](const Run& run) { return run.first >= from && run.first < to; });
+  }
+
+  std::size_t segment_;
+  std::vector<Run> runs_;  // the oldest first
+};
+
+TEST(RingBuf, HoldsTheNewestMessagesThroughManyTurns) {
+  for (const std::size_t capacity : {64U, 128U, 256U, 1024U}) {
+    TraceFile file(capacity);
+    Expected expected(capacity);
+    Site site;
+    site.enter(file);
+    for (U32 i = 0; i < 2000; ++i) {
+      const std::string text(i * 7 % 41, static_cast<char>('a' + i % 26));
+      site.write(file, i, text);
+      expected.write(headBytes + 8 + text.size(),
+                     "here: " + std::to_string(i) + " and " + text + ".");
+      ASSERT_EQ(texts(file, 3), expected.texts()) << capacity << ' ' << i;
+      const std::vector<U64> held = sequences(file, 3);
+      ASSERT_EQ(held.back(), i + 1U);
+      ASSERT_EQ(held.back() - held.front() + 1, held.size());
+    }
+  }
+}
+
+TEST(RingBuf, HoldsSevenEighthsOfItsSizeWhenItsMessagesAreShort) {
+  TraceFile file(4096);
   Site site;
   site.enter(file);
-  struct Written {
-    std::string text;
-    std::size_t bytes;
-  };
-  std::vector<Written> written;
-  for (U32 i = 0; i < 2000; ++i) {
-    const std::string text(i * 7 % 41, static_cast<char>('a' + i % 26));
-    site.write(file, i, text);
-    written.push_back(
-        {"here: " + std::to_string(i) + " and " + text + ".", headBytes + 8 + text.size()});
-    std::vector<std::string> expected;
-    std::size_t bytes = 0;
-    for (auto w = written.rbegin(); w != written.rend() && bytes + w->bytes <= 256; ++w) {
-      bytes += w->bytes;
-      expected.insert(expected.begin(), w->text);
-    }
-    ASSERT_EQ(texts(file, 3), expected) << i;
+  for (U32 i = 0; i < 1000; ++i) {
+    site.write(file, i, "12345678");  // 32 bytes, of which a segment holds 16
+    ASSERT_GE(texts(file, 3).size(), std::min<std::size_t>(i + 1, 7 * 16 + 1));
   }
+}
+
+// With all its arguments at once where that is possible, as a trace site writes.
+void writeAtOnce(TraceFile& file, U32 level, int id, U32 number, const Nimbo::String& text,
+                 int* atOnce) {
+  RingBuf* ring = file.ring(level);
+  if (ring->writeMsg(&file, id, number, text)) {
+    ++*atOnce;
+    return;
+  }
+  ring->startMsg(&file, id);
+  if (ring->hasWriteArea()) ring->write(number);
+  if (ring->hasWriteArea()) Fastmark::put(ring, text.view());
+  ring->endMsg();
+}
+
+TEST(RingBuf, AMessageWrittenAtOnceReadsAsOneWrittenPieceByPiece) {
+  for (const std::size_t capacity : {64U, 256U, 512U, 4096U}) {
+    TraceFile pieces(capacity);
+    TraceFile whole(capacity);
+    Site site;
+    site.enter(pieces);
+    site.enter(whole);
+    int atOnce = 0;
+    for (U32 i = 0; i < 3000; ++i) {
+      // Short ones that stand in the string itself, long ones, now and then one that takes several
+      // segments, and one that is larger than the ring.
+      const std::size_t size = i % 97 == 0 ? capacity : i % 31 == 0 ? capacity / 3 : i * 7 % 30;
+      const std::string text(size, static_cast<char>('a' + i % 26));
+      site.write(pieces, i, text);
+      writeAtOnce(whole, 3, site.id(), i, Nimbo::String(text), &atOnce);
+      ASSERT_EQ(texts(whole, 3), texts(pieces, 3)) << capacity << ' ' << i;
+      ASSERT_EQ(sequences(whole, 3), sequences(pieces, 3)) << capacity << ' ' << i;
+    }
+    // The shorter a segment, the more messages come too near to its end.
+    if (capacity >= 512) {
+      EXPECT_GT(atOnce, 0) << capacity;
+    }
+    if (capacity >= 4096) {
+      EXPECT_GT(atOnce, 2000) << capacity;
+    }
+  }
+}
+
+TEST(RingBuf, AMessageAtOnceHoldsEveryKindOfArgument) {
+  TraceFile file;
+  int id = 0;
+  MsgDesc description(&file, &id, "Tested", 1);
+  description << "%s %s %x %s %s %s";
+  for (const char* code : {"p", "p", "i", "b", "q", "p"}) description.format().put(code);
+  description.finish();
+  const int object = 0;
+  const int* const none = nullptr;
+  const Nimbo::String longText(std::string(100, 'x'));
+  EXPECT_TRUE(file.ring(0)->writeMsg(&file, id, Nimbo::String("leaf1"), longText, U32{255}, true,
+                                     none, std::string_view("a\0b", 3)));
+  EXPECT_TRUE(file.ring(0)->writeMsg(&file, id, Nimbo::String(),
+                                     Nimbo::String("12345678901234567890123"), U32{0}, false,
+                                     &object, std::string_view()));
+  EXPECT_THAT(texts(file, 0),
+              ElementsAre("leaf1 " + std::string(100, 'x') + " ff 1 null " + std::string("a\0b", 3),
+                          " 12345678901234567890123 0 0 entity "));
 }
 
 TEST(RingTraceHandle, IsNullByDefault) {
   EXPECT_EQ(Fastmark::defaultFastmarkHandle, nullptr);
   EXPECT_EQ(Fastmark::currentTraceFile(), nullptr);
+}
+
+TEST(RingTraceHandle, TheDefaultOneServesAsThePointerThatItHolds) {
+  TraceHandle handle(std::make_unique<TraceFile>());
+  Fastmark::defaultFastmarkHandle = &handle;
+  TraceHandle* const pointer = Fastmark::defaultFastmarkHandle;
+  EXPECT_EQ(pointer, &handle);
+  EXPECT_TRUE(Fastmark::defaultFastmarkHandle == &handle);
+  EXPECT_EQ(Fastmark::defaultFastmarkHandle->traceFile(), handle.traceFile());
+  EXPECT_TRUE(Fastmark::defaultFastmarkHandle);
+  Fastmark::defaultFastmarkHandle = nullptr;
+  EXPECT_FALSE(Fastmark::defaultFastmarkHandle);
 }
 
 TEST(RingTraceHandle, MayHaveNoFile) {

@@ -343,6 +343,61 @@ TEST_F(Trace, WhatAnEntityLeavesInTheStreamsFormatDoesNotReachTheNext) {
   EXPECT_EQ(words(lines_.at(0)), " 1000000  1000000");
 }
 
+TEST_F(Trace, EvaluatesArgumentsFromLeftToRight) {
+  U32 evaluated = 0;
+  const auto count = [&] { return ++evaluated; };
+  VELO_TRACE(Facility, 3, "%s %s %s", count(), count(), count());
+  EXPECT_EQ(words(lines_.at(0)), "1 2 3");
+  EXPECT_EQ(ringLines(), lines_);
+}
+
+TEST_F(Trace, FollowsTheRingHandlesFile) {
+  int evaluated = 0;
+  const auto count = [&] { return static_cast<U32>(++evaluated); };
+  const auto trace = [&] { VELO_TRACE(Facility, 3, "%s", count()); };
+  textOff();
+  trace();
+  EXPECT_EQ(evaluated, 1);
+  ring_.traceFileIs(nullptr);
+  trace();
+  EXPECT_EQ(evaluated, 1);
+  ring_.traceFileIs(std::make_unique<Fastmark::TraceFile>());
+  trace();
+  EXPECT_EQ(evaluated, 2);
+  ringOff();
+  // Not the default handle any more: its file says nothing of where traces go.
+  ring_.traceFileIs(std::make_unique<Fastmark::TraceFile>());
+  trace();
+  EXPECT_EQ(evaluated, 2);
+  Fastmark::defaultFastmarkHandle = &ring_;
+  trace();
+  EXPECT_EQ(evaluated, 3);
+  EXPECT_EQ(ringLines().size(), 1U);
+}
+
+TEST_F(Trace, FollowsTheLevelsOfItsFacility) {
+  ringOff();
+  Facility::handle().levelsIs(1U << 1);
+  Machine().misuse();
+  Machine().handleInitialized();
+  EXPECT_THAT(lines_, ElementsAre("1 void Traced::Machine::misuse() const: already initialized"));
+  Facility::handle().levelsIs(0);
+  Machine().misuse();
+  EXPECT_EQ(lines_.size(), 1U);
+  Velo::traceLevelsIs("TracedSm", 1U << 9);
+  Machine().handleInitialized();
+  EXPECT_EQ(lines_.size(), 2U);
+}
+
+// Bits above the levels are no levels, the bits of a gate among them.
+TEST_F(Trace, AMaskOfAllBitsIsThatOfAllLevels) {
+  ringOff();
+  Velo::traceLevelsIs("TracedSm", ~U32{0});
+  Machine().misuse();
+  EXPECT_EQ(lines_.size(), 1U);
+  EXPECT_THAT(ringLines(), IsEmpty());
+}
+
 TEST(TraceLevels, GivenBeforeTheFacilityExistsHoldForIt) {
   Velo::traceLevelsIs("ALateFacility", 1U << 4);
   const Velo::TraceHandle late("ALateFacility", true);
@@ -362,6 +417,18 @@ TEST(TraceLevels, ReachTheFacilityOfThatNameAlone) {
   Velo::traceLevelsIs("One", 1);
   EXPECT_TRUE(one.isOn(0));
   EXPECT_FALSE(two.isOn(0));
+}
+
+TEST(TraceSink, ByDefaultWritesALongLineWhole) {
+  for (const std::size_t size : {std::size_t{400}, std::size_t{500}, std::size_t{5000}}) {
+    const std::string name(size, 'x');
+    Velo::traceLevelsIs("TracedSm", 0x3ff);
+    testing::internal::CaptureStderr();
+    Machine().levelNine(name.c_str());
+    const std::string written = testing::internal::GetCapturedStderr();
+    Velo::traceLevelsIs("TracedSm", 0);
+    EXPECT_EQ(written, "9 void Traced::Machine::levelNine(const Nimbo::String&): " + name + "\n");
+  }
 }
 
 TEST(TraceSink, ByDefaultIsStandardErrorWithTheLevelInFront) {
