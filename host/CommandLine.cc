@@ -15,6 +15,7 @@
 #include "host/RenderCommand.h"
 #include "host/Replay.h"
 #include "host/RunCommand.h"
+#include "host/WhyCommand.h"
 #include "host/Wiring.h"
 
 namespace Fabrion::Host {
@@ -231,6 +232,29 @@ void addDraw(CLI::App& app, Session& session) {
   });
 }
 
+void addWhy(CLI::App& app, Session& session) {
+  CLI::App* const command = app.add_subcommand("why", "Tell why a switch carries what it carries");
+  const auto options = std::make_shared<WhyOptions>();
+  command
+      ->add_option("words", options->words,
+                   "Files that make up the fabric, a switch, a port or port group of it, a VLAN")
+      ->required()
+      ->type_name("DOCUMENT... SWITCH [PORT [VLAN]]");
+  const auto format = std::make_shared<std::string>("text");
+  command->add_option("--format", *format, "Of the explanation")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->footer(
+      "Documents but the first end in .yaml, .yml or .json.\n"
+      "Example: fabrion why examples/leaf-spine.yaml leaf1 e3 200");
+  command->callback([&session, options, format] {
+    options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
+    commandIs(session, [&session, options] {
+      return why(*options, std::cout, std::cerr, session.module());
+    });
+  });
+}
+
 void addWiring(CLI::App& app, Session& session) {
   CLI::App* const command =
       app.add_subcommand("wiring", "Show what each machine follows and does about it");
@@ -266,6 +290,7 @@ int runCommandLine(int argc, const char* const* argv) {
   addDiscover(app, session);
   addDraw(app, session);
   addReplay(app, session);
+  addWhy(app, session);
   addWiring(app, session);
   try {
     app.parse(argc, argv);
