@@ -1,41 +1,19 @@
 #include "host/Why.h"
 
-#include <algorithm>
 #include <map>
 #include <set>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 
 #include "host/WhyCauses.h"
 #include "host/WhyIndex.h"
+#include "host/WhyKeys.h"
 #include "host/WhyNot.h"
 
 namespace Fabrion::Host {
 
 namespace {
-
-// Names hold no control characters, so these keep the parts of a key apart.
-constexpr char next = '\x1f';
-constexpr char down = '\x1d';
-constexpr char up = '\x1e';
-
-void addTo(std::string& key, std::initializer_list<std::string_view> parts) {
-  for (const std::string_view part : parts) {
-    key += part;
-    key += next;
-  }
-}
-
-void addTo(std::string& key, const std::vector<Cause>& causes) {
-  key += down;
-  for (const Cause& cause : causes) {
-    addTo(key,
-          {std::to_string(static_cast<int>(cause.kind)), cause.name, cause.client, cause.hostname,
-           cause.port, cause.farEnd.node, cause.farEnd.port, toString(cause.origin)});
-    addTo(key, cause.because);
-  }
-  key += up;
-}
 
 // Gathers VLANs with the same causes into entries, in the order in which the first ones came.
 class Entries {
@@ -82,8 +60,10 @@ std::vector<std::string> vtepsOf(const Controller& controller, const std::string
 }
 
 const Node& switchNamed(const Fabric& fabric, const std::string& name) {
-  return *std::find_if(fabric.switches.begin(), fabric.switches.end(),
-                       [&](const Node& node) { return node.name == name; });
+  for (const Node& node : fabric.switches) {
+    if (node.name == name) return node;
+  }
+  throw std::out_of_range("the fabric has no switch " + name);
 }
 
 class Explaining {
@@ -186,26 +166,6 @@ class Explaining {
 };
 
 }  // namespace
-
-std::string keyOf(const std::vector<Cause>& causes) {
-  std::string key;
-  addTo(key, causes);
-  return key;
-}
-
-std::string keyOf(const std::vector<Reason>& reasons) {
-  std::string key;
-  for (const Reason& reason : reasons) {
-    addTo(key, {std::to_string(static_cast<int>(reason.kind)), reason.name, reason.hostname,
-                toString(reason.origin)});
-    addTo(key, reason.asks);
-    for (const Claim& claim : reason.claims) {
-      addTo(key, {std::to_string(claim.number)});
-      addTo(key, claim.because);
-    }
-  }
-  return key;
-}
 
 Explanation explain(const Fabric& fabric, const Controller& controller,
                     const WhyQuestion& question) {

@@ -114,8 +114,9 @@ struct WhyQuestion {
 };
 
 // Answers for a controller to which `fabric` has been applied. A port that is a member of a group
-// is answered for with its group behind it. `question` names a switch of the fabric and one of its
-// ports or groups. O(size of the fabric, and the VLANs of the switch times those who ask for each).
+// is answered for with its group behind it; of a port that the switch does not have, nothing is
+// known. Raises std::out_of_range for a switch that the fabric does not have. O(size of the fabric,
+// and the VLANs of the switch times those who ask for each).
 Explanation explain(const Fabric& fabric, const Controller& controller,
                     const WhyQuestion& question);
 

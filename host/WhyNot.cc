@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/FabricText.h"
+#include "host/WhyKeys.h"
 
 namespace Fabrion::Host {
 
@@ -218,23 +219,26 @@ std::vector<Cause> WhyNot::asksElsewhere(const Place& place, U32 vlan) const {
 void WhyNot::addNative(const Place& place, std::optional<U32> vlan, Absences& absences) const {
   if (outputs_.nativeVlan.contains(place.name)) return;
   std::set<U32> asked;
-  if (const Interface* const interface = causes_.interface(place.name)) {
-    for (const U32 each : interface->nativeVlan().keys()) asked.insert(each);
-  }
-  const bool conflict = asked.size() > 1;
+  Reason reason;
   for (const LinkEnd& port : place.ports) {
     for (const PortRequest* request : index_.requests(port)) {
-      if (request->nativeVlan) asked.insert(*request->nativeVlan);
+      if (!request->nativeVlan) continue;
+      asked.insert(*request->nativeVlan);
+      reason.asks.push_back(asks(*request, request->nativeOrigin));
+    }
+  }
+  const Interface* const interface = causes_.interface(place.name);
+  if (interface != nullptr && interface->nativeVlan().size() > 1) {
+    asked.clear();
+    for (const U32 each : interface->nativeVlan().keys()) asked.insert(each);
+    reason = reasonOf(ReasonKind::conflict);
+    for (const U32 each : asked) {
+      reason.claims.push_back({each, causes_.ofNative(place.name, each)});
     }
   }
   if (asked.empty() || (vlan && !asked.contains(*vlan))) return;
   Absence absence{EntryKind::native, {}, {}, {}};
-  Reason reason;
-  if (conflict) reason.kind = ReasonKind::conflict;
-  for (const U32 each : asked) {
-    absence.vlans.push_back(static_cast<U16>(each));
-    reason.claims.push_back({each, causes_.ofNative(place.name, each)});
-  }
+  for (const U32 each : asked) absence.vlans.push_back(static_cast<U16>(each));
   absence.reasons.push_back(std::move(reason));
   absences.add(std::move(absence));
 }

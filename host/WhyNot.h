@@ -53,8 +53,4 @@ class WhyNot {
   const std::vector<std::string>& vteps_;
 };
 
-// The same text for reasons and causes that are the same, their lines included.
-std::string keyOf(const std::vector<Cause>& causes);
-std::string keyOf(const std::vector<Reason>& reasons);
-
 }  // namespace Fabrion::Host

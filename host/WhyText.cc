@@ -167,6 +167,7 @@ class Writing {
     switch (absence.kind) {
       case EntryKind::native:
         line(0, subject + "no native VLAN");
+        asking.verb = "asks for native " + vlans;
         break;
       case EntryKind::vni:
         line(0, subject + vlans + (several ? " have" : " has") + " no VNI" +

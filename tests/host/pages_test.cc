@@ -12,6 +12,7 @@
 #include "host/Module.h"
 #include "host/Replay.h"
 #include "host/RunCommand.h"
+#include "host/WhyCommand.h"
 #include "tests/host/Texts.h"
 
 #ifdef FABRION_MODULE
@@ -54,6 +55,47 @@ TEST(Pages, TheExampleOfTheRunOutputIsARun) {
 TEST(Pages, TheDocumentThatDiscoverMakesIsTheOneOfTheExample) {
   EXPECT_THAT(blocksOf(textOfFile(inRepository("docs/discover.md")), "yaml"),
               ElementsAre(textOfFile(inRepository("examples/lldp/topology.yaml"))));
+}
+
+// The answer to `why`, with the file as the page names it.
+std::string answerTo(const WhyOptions& options, const std::string& file) {
+  std::ostringstream out;
+  std::ostringstream err;
+  EXPECT_EQ(why(options, out, err, loadModule(FABRION_MODULE)), Outcome::done) << err.str();
+  const std::string& path = options.words[0];
+  std::string text = out.str();
+  for (std::size_t at = 0; (at = text.find(path, at)) != std::string::npos; at += file.size()) {
+    text.replace(at, path.size(), file);
+  }
+  return text;
+}
+
+TEST(Pages, TheExampleOfExplanationsIsExplained) {
+  const std::string page = textOfFile(inRepository("docs/why.md"));
+  const std::vector<std::string> documents = blocksOf(page, "yaml");
+  ASSERT_THAT(documents, SizeIs(1));
+  const std::string path = testing::TempDir() + "explained.yaml";
+  std::ofstream(path) << documents[0];
+  const auto answer = [&](std::vector<std::string> words, ReportFormat format) {
+    words.insert(words.begin(), path);
+    return answerTo({words, format}, "fabric.yaml");
+  };
+  EXPECT_THAT(blocksOf(page, "text"),
+              ElementsAre(answer({"leaf1"}, ReportFormat::text),
+                          answer({"leaf1", "e5", "300"}, ReportFormat::text)));
+  EXPECT_THAT(blocksOf(page, "json"),
+              ElementsAre(answer({"leaf1", "e5", "300"}, ReportFormat::json)));
+}
+
+TEST(Pages, TheReadmeExplainsAnExampleAsTheProgramDoes) {
+  const std::string file = "examples/leaf-spine.yaml";
+  const auto answer = [&](const std::string& switchName, const std::string& port,
+                          const std::string& vlan) {
+    return "$ fabrion why " + file + " " + switchName + " " + port + " " + vlan + "\n" +
+           answerTo({{inRepository(file), switchName, port, vlan}}, file);
+  };
+  EXPECT_THAT(blocksOf(textOfFile(inRepository("README.md")), "console"),
+              testing::Contains(answer("leaf2", "e4", "200") + answer("leaf1", "e8", "210")));
 }
 
 TEST(Pages, AnEventFlowsAsThePageTells) {
@@ -118,9 +160,10 @@ TEST(Pages, FilesThatAreNamedAreThere) {
   const std::regex named(
       "`((?:host|platform|entities|agent|topology|elements|clients|switch|tests|"
       "cmake)/[A-Za-z0-9_./-]*)`|\\]\\(([^):#]+)\\)");
-  for (const char* page : {"README.md", "docs/architecture.md", "docs/how-an-event-flows.md",
-                           "docs/run-output.md", "docs/rendering.md", "docs/fabric-document.md",
-                           "docs/embedding.md", "docs/discover.md", "docs/drawing.md"}) {
+  for (const char* page :
+       {"README.md", "docs/architecture.md", "docs/how-an-event-flows.md", "docs/run-output.md",
+        "docs/rendering.md", "docs/fabric-document.md", "docs/embedding.md", "docs/discover.md",
+        "docs/drawing.md", "docs/why.md"}) {
     const std::string text = textOfFile(inRepository(page));
     const auto folder = std::filesystem::path(inRepository(page)).parent_path();
     int links = 0;
