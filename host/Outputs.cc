@@ -39,7 +39,7 @@ std::string listOf(const Vlans& vlans) {
 
 Vlans vlansOf(std::string_view list) {
   const auto set = BrindleUtils::VlanIdSetIs();
-  set->multiRangeStringIs(list);
+  set->multiRangeStringIs(Nimbo::String(list));
   Vlans vlans;
   set->forEach(lowest, highest, [&vlans](U16 vlan) { vlans.push_back(vlan); });
   return vlans;
