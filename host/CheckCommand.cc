@@ -4,17 +4,10 @@
 #include <ostream>
 #include <variant>
 
+#include "host/Counted.h"
 #include "host/FabricDocument.h"
 
 namespace Fabrion::Host {
-
-namespace {
-
-std::string counted(std::size_t number, const char* one, const char* several) {
-  return std::to_string(number) + ' ' + (number == 1 ? one : several);
-}
-
-}  // namespace
 
 std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ostream& err) {
   FabricOrProblems read = readFabric(files);

@@ -12,6 +12,7 @@
 #include "host/FabricText.h"
 #include "host/GenerateCommand.h"
 #include "host/Module.h"
+#include "host/PlanCommand.h"
 #include "host/RenderCommand.h"
 #include "host/Replay.h"
 #include "host/RunCommand.h"
@@ -87,6 +88,38 @@ void addRun(CLI::App& app, Session& session) {
     options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
     commandIs(session, [&session, options] {
       return run(*options, std::cout, std::cerr, session.module());
+    });
+  });
+}
+
+void addPlan(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("plan", "Show what a change of fabric documents would do");
+  const auto options = std::make_shared<PlanOptions>();
+  const auto both = std::make_shared<std::vector<std::string>>();
+  command->add_option("documents", *both, "The fabric before and after the change, a file each")
+      ->type_name("OLD NEW");
+  command->add_option("--old", options->oldDocuments, "Files that make up the fabric before")
+      ->type_name("FILE...");
+  command->add_option("--new", options->newDocuments, "Files that make up the fabric after")
+      ->type_name("FILE...");
+  const auto format = std::make_shared<std::string>("text");
+  command->add_option("--format", *format, "Of the plan")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->callback([&session, options, both, format] {
+    const bool named = !options->oldDocuments.empty() && !options->newDocuments.empty();
+    const bool none = options->oldDocuments.empty() && options->newDocuments.empty();
+    if (both->size() == 2 && none) {
+      options->oldDocuments = {both->front()};
+      options->newDocuments = {both->back()};
+    } else if (!both->empty() || !named) {
+      throw CLI::ValidationError("plan", "takes OLD NEW, or --old FILE... --new FILE...");
+    }
+    options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
+    options->terminal = terminalOfProcess();
+    commandIs(session, [&session, options] {
+      return plan(*options, std::cout, std::cerr, session.module());
     });
   });
 }
@@ -283,6 +316,7 @@ int runCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(1);
   app.fallthrough();
   addRun(app, session);
+  addPlan(app, session);
   addAudit(app, session);
   addCheck(app, session);
   addRender(app, session);

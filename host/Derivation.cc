@@ -15,8 +15,9 @@ namespace {
 
 }  // namespace
 
-void applyAll(const std::vector<Operation>& operations, Controller& controller,
-              JournalFile* record) {
+void applyAll(const std::vector<Operation>& operations, Controller& controller, JournalFile* record,
+              const AfterEach& after) {
+  std::size_t done = 0;
   for (const Operation& operation : operations) {
     if (record != nullptr) record->write(operation);
     try {
@@ -26,7 +27,14 @@ void applyAll(const std::vector<Operation>& operations, Controller& controller,
     } catch (const BadJournal& refused) {
       fail(operation, refused.what());
     }
+    if (after) after(++done, operations.size());
   }
+}
+
+Derived derive(const Fabric& fabric, const Velo::VeloModule& module, const AfterEach& after) {
+  Controller controller(module);
+  applyAll(FabricChange().to(fabric), controller, nullptr, after);
+  return {reportOf(fabric, controller), outputsOf(controller)};
 }
 
 FabricOutputs outputsOf(const Fabric& fabric, const Velo::VeloModule& module) {

@@ -64,7 +64,11 @@ Json switchOf(const SwitchReport& report) {
               {"vteps", std::move(vteps)}};
 }
 
-Json conflictOf(const NativeVlanConflict& conflict) {
+Json orNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+}  // namespace
+
+Json jsonOf(const NativeVlanConflict& conflict) {
   Json json{{"kind", "nativeVlan"}, {"switch", conflict.switchName}};
   json[conflict.onGroup ? "group" : "port"] = conflict.interface;
   Json& vlans = json["vlans"] = Json::array();
@@ -82,9 +86,7 @@ Json conflictOf(const NativeVlanConflict& conflict) {
   return json;
 }
 
-Json orNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
-
-Json conflictOf(const VniConflict& conflict) {
+Json jsonOf(const VniConflict& conflict) {
   Json json{{"kind", "vni"}, {"switch", conflict.switchName}, {"vlan", conflict.vlan}};
   json[conflict.onGroup ? "group" : "port"] = conflict.interface;
   Json& vnis = json["vnis"] = Json::array();
@@ -102,8 +104,6 @@ Json conflictOf(const VniConflict& conflict) {
   return json;
 }
 
-}  // namespace
-
 Json jsonOf(const Report& report) {
   Json switches = Json::object();
   for (const SwitchReport& one : report.switches) switches[one.name] = switchOf(one);
@@ -113,13 +113,13 @@ Json jsonOf(const Report& report) {
               return std::tie(a.switchName, a.interface) < std::tie(b.switchName, b.interface);
             });
   Json conflicts = Json::array();
-  for (const NativeVlanConflict& conflict : sorted) conflicts.push_back(conflictOf(conflict));
+  for (const NativeVlanConflict& conflict : sorted) conflicts.push_back(jsonOf(conflict));
   std::vector<VniConflict> ofVnis = report.vniConflicts;
   std::sort(ofVnis.begin(), ofVnis.end(), [](const VniConflict& a, const VniConflict& b) {
     return std::tie(a.switchName, a.interface, a.vlan) <
            std::tie(b.switchName, b.interface, b.vlan);
   });
-  for (const VniConflict& conflict : ofVnis) conflicts.push_back(conflictOf(conflict));
+  for (const VniConflict& conflict : ofVnis) conflicts.push_back(jsonOf(conflict));
   return Json{
       {"conflicts", std::move(conflicts)}, {"fabrion", version}, {"switches", std::move(switches)}};
 }

@@ -11,4 +11,8 @@ namespace Fabrion::Host {
 // Sorted by names throughout, so that the order in which a document is written shows nowhere.
 nlohmann::json jsonOf(const Report& report);
 
+// One of its conflicts, as it stands in the report.
+nlohmann::json jsonOf(const NativeVlanConflict& conflict);
+nlohmann::json jsonOf(const VniConflict& conflict);
+
 }  // namespace Fabrion::Host

@@ -64,6 +64,15 @@ std::string textOf(const SwitchReport& report) {
   return text + "\n";
 }
 
+std::string textOf(const VniAsker& asker) {
+  std::string text = asker.client.empty() ? "domain " + asker.domain : asker.client;
+  if (!asker.host.empty()) text += " for host " + asker.host;
+  if (!asker.port.empty()) text += " through " + asker.port;
+  return text;
+}
+
+}  // namespace
+
 std::string textOf(const NativeVlanConflict& conflict) {
   const std::string what = conflict.onGroup ? "port group" : "port";
   std::string text = "Conflict on switch " + conflict.switchName + ", " + what + " " +
@@ -80,13 +89,6 @@ std::string textOf(const NativeVlanConflict& conflict) {
   return text;
 }
 
-std::string textOf(const VniAsker& asker) {
-  std::string text = asker.client.empty() ? "domain " + asker.domain : asker.client;
-  if (!asker.host.empty()) text += " for host " + asker.host;
-  if (!asker.port.empty()) text += " through " + asker.port;
-  return text;
-}
-
 std::string textOf(const VniConflict& conflict) {
   std::string text = "Conflict on switch " + conflict.switchName + ", " +
                      (conflict.onGroup ? "port group " : "port ") + conflict.interface + ", VLAN " +
@@ -100,8 +102,6 @@ std::string textOf(const VniConflict& conflict) {
   }
   return text;
 }
-
-}  // namespace
 
 std::string textOf(const Report& report) {
   std::string text;

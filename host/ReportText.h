@@ -11,4 +11,8 @@ namespace Fabrion::Host {
 // terminal, and without colours. The same report gives the same bytes. Raises std::bad_alloc.
 std::string textOf(const Report& report);
 
+// One of its conflicts: a line, and an indented one for each thing that is asked for.
+std::string textOf(const NativeVlanConflict& conflict);
+std::string textOf(const VniConflict& conflict);
+
 }  // namespace Fabrion::Host

@@ -1,0 +1,54 @@
+#include "host/PlanCommand.h"
+
+#include <optional>
+#include <ostream>
+
+#include "host/CheckCommand.h"
+#include "host/Derivation.h"
+#include "host/Plan.h"
+#include "host/PlanReport.h"
+#include "host/Progress.h"
+
+namespace Fabrion::Host {
+
+namespace {
+
+void say(std::ostream& err, const std::string& words) {
+  err << "fabrion: " + words + '\n' << std::flush;
+}
+
+}  // namespace
+
+Outcome plan(const PlanOptions& options, std::ostream& out, std::ostream& err,
+             const Velo::VeloModule& module) {
+  // Both are read before either is refused, so that all mistakes are told.
+  const std::optional<Fabric> before = readOrTell(options.oldDocuments, err);
+  const std::optional<Fabric> after = readOrTell(options.newDocuments, err);
+  if (!before || !after) return Outcome::mistake;
+  Plan found;
+  try {
+    Progress progress(err, options.terminal.progress);
+    const auto derived = [&](const Fabric& fabric, const char* what) {
+      return derive(fabric, module, [&progress, what](std::size_t done, std::size_t all) {
+        progress.at(what, done, all);
+      });
+    };
+    const Derived was = derived(*before, "Old documents");
+    found = planOf(was, derived(*after, "New documents"));
+  } catch (const OperationFailed& error) {
+    say(err, error.what());
+    return Outcome::mistake;
+  }
+  out << (options.format == ReportFormat::json
+              ? jsonOf(found).dump(2) + '\n'
+              : textOf(found, PlanTense::wouldBe, options.terminal.colours))
+      << std::flush;
+  if (!out) {
+    say(err, "the plan cannot be written");
+    return Outcome::mistake;
+  }
+  if (found.conflictsThat(ChangeKind::added) > 0) return Outcome::conflictAppears;
+  return found.nothing() ? Outcome::done : Outcome::difference;
+}
+
+}  // namespace Fabrion::Host
