@@ -84,8 +84,17 @@ void addRun(CLI::App& app, Session& session) {
       ->type_name("FILE");
   command->add_option("--outputs", options->outputs, "Write the outputs of the switches as JSON")
       ->type_name("FILE");
+  CLI::Option* const watch =
+      command->add_flag("--watch", options->watch,
+                        "Follow the documents and show what each edit changes, until Ctrl-C or "
+                        "SIGTERM");
+  command
+      ->add_flag("--heal", options->heal,
+                 "End what an edit leaves behind by building the controller anew")
+      ->needs(watch);
   command->callback([&session, options, format] {
     options->format = *format == "json" ? ReportFormat::json : ReportFormat::text;
+    options->terminal = terminalOfProcess();
     commandIs(session, [&session, options] {
       return run(*options, std::cout, std::cerr, session.module());
     });

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/Outcome.h"
+#include "host/Terminal.h"
 #include "platform/Velo/Module.h"
 
 namespace Fabrion::Host {
@@ -25,6 +26,11 @@ struct RunOptions {
   std::optional<std::string> record = {};
   // Where to write the outputs as JSON (OutputsJson.h); nothing for nowhere.
   std::optional<std::string> outputs = {};
+  // Follow the documents until the program is told to end (WatchCommand.h), and build the
+  // controller anew whenever an edit leaves something behind.
+  bool watch = false;
+  bool heal = false;
+  Terminal terminal = {};
 };
 
 // The report goes to `out` once all is done; trace, mistakes and faults go to `err`. With a mistake

@@ -1,0 +1,27 @@
+#pragma once
+// Files that `run` writes beside its report, kept from overwriting the documents that it reads.
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/Outputs.h"
+
+namespace Fabrion::Host {
+
+class FileError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Whether the path leads to one of the files, by whatever name.
+bool isOneOf(const std::string& path, const std::vector<std::string>& files);
+
+// Raises FileError for a path that leads to one of the documents; `what` would overwrite it.
+void keepDocuments(const std::string& path, const char* what,
+                   const std::vector<std::string>& documents);
+
+// As JSON (OutputsJson.h). Raises FileError when the file cannot be written.
+void writeOutputs(const std::string& path, const FabricOutputs& outputs);
+
+}  // namespace Fabrion::Host

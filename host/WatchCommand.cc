@@ -1,0 +1,192 @@
+#include "host/WatchCommand.h"
+
+#include <unistd.h>
+#include <cerrno>
+#include <optional>
+#include <ostream>
+#include <set>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "host/Counted.h"
+#include "host/DifferenceText.h"
+#include "host/FabricDocument.h"
+#include "host/Following.h"
+#include "host/PlanReport.h"
+#include "host/Progress.h"
+#include "host/ReportJson.h"
+#include "host/ReportText.h"
+#include "host/RunFiles.h"
+#include "host/TextTrace.h"
+
+namespace Fabrion::Host {
+
+namespace {
+
+using Json = nlohmann::json;
+
+class Watching {
+ public:
+  Watching(const RunOptions& options, std::ostream& out, std::ostream& err,
+           const Velo::VeloModule& module)
+      : options_(options),
+        out_(out),
+        err_(err),
+        module_(module),
+        following_(module, {options.heal, options.record, options.documents}) {}
+
+  void start(const Fabric& first) {
+    traced([&](const AfterEach& after) { following_.start(first, after); });
+    const Report& report = following_.standing().report;
+    write(json() ? jsonOf(report).dump() + '\n' : textOf(report));
+    writeOutputFile();
+    std::string names;
+    for (const std::string& file : options_.documents) names += (names.empty() ? "" : ", ") + file;
+    say("watching " + names + "; Ctrl-C or SIGTERM ends it");
+  }
+
+  // Looks at the documents again.
+  void look() {
+    const bool wereGone = !gone_.empty();
+    if (someAreGone()) return;
+    FabricOrProblems read = readFabric(options_.documents);
+    if (auto* const problems = std::get_if<std::vector<Problem>>(&read)) {
+      tell(std::move(*problems), "the documents have mistakes; what runs stays as it is");
+      return;
+    }
+    const bool hadProblems = !std::exchange(told_, {}).empty();
+    const Fabric& next = std::get<Fabric>(read);
+    if (next == following_.fabric()) {
+      if (hadProblems || wereGone) say("the documents are right again, and say what runs");
+      return;
+    }
+    for (const Problem& warning : read.warnings) err_ << toString(warning) + '\n' << std::flush;
+    follow(next);
+  }
+
+  bool written() const { return static_cast<bool>(out_); }
+
+  Outcome end() {
+    say("ended after " + counted(edits_, "edit", "edits") + "; " + std::to_string(leaving_) +
+        " left something behind, " + std::to_string(rebuilt_) + " had the controller built anew");
+    if (!options_.strict) return Outcome::done;
+    return following_.standing().report.noConflicts() ? Outcome::done : Outcome::conflict;
+  }
+
+ private:
+  bool json() const { return options_.format == ReportFormat::json; }
+
+  void say(const std::string& words) { err_ << "fabrion: " + words + '\n' << std::flush; }
+
+  void write(const std::string& text) { out_ << text << std::flush; }
+
+  // The trace is on what the running controller does, and not on fresh derivations.
+  template <class F>
+  void traced(F f) {
+    std::optional<TextTrace> trace;
+    if (options_.traceLevel) trace.emplace(err_, *options_.traceLevel);
+    Progress progress(err_, options_.terminal.progress && !trace);
+    f([&progress](std::size_t done, std::size_t all) { progress.at("Applying", done, all); });
+  }
+
+  void writeOutputFile() {
+    if (options_.outputs) writeOutputs(*options_.outputs, following_.standing().outputs);
+  }
+
+  // Tells mistakes once, however often the files are looked at.
+  void tell(std::vector<Problem> problems, const char* consequence) {
+    if (problems == told_) return;
+    for (const Problem& problem : problems) err_ << toString(problem) + '\n';
+    told_ = std::move(problems);
+    say(consequence);
+  }
+
+  bool someAreGone() {
+    std::set<std::string> gone;
+    for (const std::string& file : options_.documents) {
+      if (access(file.c_str(), F_OK) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
+        gone.insert(file);
+      }
+    }
+    for (const std::string& file : gone) {
+      if (!gone_.contains(file)) say(file + " is gone; what runs stays as it is until it is back");
+    }
+    gone_ = std::move(gone);
+    return !gone_.empty();
+  }
+
+  void follow(const Fabric& next) {
+    std::optional<Derived> fresh;
+    try {
+      Progress progress(err_, options_.terminal.progress);
+      fresh = derive(next, module_, [&progress](std::size_t done, std::size_t all) {
+        progress.at("Looking ahead", done, all);
+      });
+    } catch (const OperationFailed& failed) {
+      say(failed.what() + std::string("; what runs stays as it is"));
+      return;
+    }
+    FollowedEdit edit;
+    traced([&](const AfterEach& after) { edit = following_.follow(next, *fresh, after); });
+    ++edits_;
+    leaving_ += edit.leftovers.empty() ? 0 : 1;
+    rebuilt_ += edit.rebuilt ? 1 : 0;
+    if (!edit.failure.empty()) say(edit.failure);
+    write(json() ? lineOf(edit) : textOfEdit(edit));
+    writeOutputFile();
+  }
+
+  std::string textOfEdit(const FollowedEdit& edit) const {
+    const bool colours = options_.terminal.colours;
+    std::string text =
+        "\nEdit " + std::to_string(edits_) + "\n\n" + textOf(edit.plan, PlanTense::was, colours);
+    if (!edit.leftovers.empty()) {
+      DifferenceWords words;
+      words.colours = colours;
+      text += "\nLeft behind: + stands and should not, - is missing, ~ has the wrong value.\n\n" +
+              textOf(edit.leftovers, words);
+    }
+    if (!edit.rebuilt) return text;
+    text += "\nThe controller was built anew, so nothing is left behind.\n";
+    if (following_.journal()) text += "The journal goes on in " + *following_.journal() + ".\n";
+    return text;
+  }
+
+  std::string lineOf(const FollowedEdit& edit) const {
+    Json line = jsonOf(edit.plan);
+    line["edit"] = edits_;
+    line["leftovers"] = jsonOf(edit.leftovers);
+    line["rebuilt"] = edit.rebuilt;
+    if (edit.rebuilt && following_.journal()) line["journal"] = *following_.journal();
+    return line.dump() + '\n';
+  }
+
+  const RunOptions& options_;
+  std::ostream& out_;
+  std::ostream& err_;
+  const Velo::VeloModule& module_;
+  Following following_;
+  std::vector<Problem> told_;  // the mistakes that stand
+  std::set<std::string> gone_;
+  std::size_t edits_ = 0;
+  std::size_t leaving_ = 0;  // edits that left something behind
+  std::size_t rebuilt_ = 0;
+};
+
+}  // namespace
+
+Outcome watch(const RunOptions& options, const Fabric& first, FileWatch& files, std::ostream& out,
+              std::ostream& err, const Velo::VeloModule& module) {
+  Watching watching(options, out, err, module);
+  watching.start(first);
+  while (watching.written()) {
+    if (files.wait() == FileWatch::Event::stopped) return watching.end();
+    watching.look();
+  }
+  err << "fabrion: the report cannot be written\n" << std::flush;
+  return Outcome::mistake;
+}
+
+}  // namespace Fabrion::Host
