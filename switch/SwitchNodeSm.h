@@ -99,8 +99,8 @@ class SwitchNodeSm : public Velo::Machine<SwitchNodeSm> {
 
   class VeloInterface : public Velo::Reactor<VeloInterface, SwitchNodeSm, Fabrion::Interface> {
    public:
-    // One VLAN of the port. A VNI that the first handler brings to the model, from the static map of
-    // a client domain, comes back to the second as a notification, as every other VNI does.
+    // One VLAN of the port. A VNI that the first handler brings to the model, from the static map
+    // of a client domain, comes back to the second as a notification, as every other VNI does.
     class VeloDynVlan
         : public Velo::Reactor<VeloDynVlan, VeloInterface, const Fabrion::DynamicVlan> {
      public:

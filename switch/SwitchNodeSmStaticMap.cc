@@ -39,8 +39,8 @@ Fabrion::Client::ClientDomain SwitchNodeSm::VeloVlanToVniMap::domainName() const
   return notifier() ? notifier()->domain() : Fabrion::Client::ClientDomain();
 }
 
-// Added, changed or removed, and whether a VLAN carries the domain: the handler of each VLAN decides
-// that. So a range that has gone changes nothing while the domain is on the VLAN.
+// Added, changed or removed, and whether a VLAN carries the domain: the handler of each VLAN
+// decides that. So a range that has gone changes nothing while the domain is on the VLAN.
 void SwitchNodeSm::VeloVlanToVniMap::handleStaticVniMapForVlanRange(const Fabrion::Range& range) {
   const SwitchNodeSm& machine = owner();
   FABRION_TRACE(9, "%s [ %s ] vlan mapping is changing for %s %s", machine.switchId_,

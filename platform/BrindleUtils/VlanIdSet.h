@@ -77,7 +77,7 @@ class VlanIdSet : public Velo::PtrInterface {
     U32 high;
   };
 
-  VlanIdSet() { text_[0] = 0; }
+  VlanIdSet() { text_[0] = 0; }  // NOLINT(*-member-init): what `size_` counts
 
   // The part that starts at `begin`, which is not the end of the list.
   Part partAt(std::size_t begin) const noexcept;

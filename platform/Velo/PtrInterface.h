@@ -203,7 +203,7 @@ class PtrInterface::NotifieeConst : public PtrInterface {
 // own machine and goes on safely; the object is destroyed when its own last frame ends.
 class Frame {
  public:
-  explicit Frame(const PtrInterface::NotifieeConst& reactor)
+  explicit Frame(const PtrInterface::NotifieeConst& reactor)  // NOLINT(*-member-init)
       : held_(&reactor), owner_(reactor.owner_) {
     if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
       holdShared();
@@ -214,7 +214,8 @@ class Frame {
     ++owner_->word_;
     if (reactor.ownerIsNotifiee_) holdAbove();
   }
-  explicit Frame(const PtrInterface& machine) : held_(&machine), owner_(nullptr) {
+  explicit Frame(const PtrInterface& machine)  // NOLINT(*-member-init)
+      : held_(&machine), owner_(nullptr) {
     held_->increment();
   }
   // Innermost first, so that a reactor that ends here still finds its owner.
@@ -239,7 +240,7 @@ class Frame {
   const PtrInterface* const held_;
   const PtrInterface* const owner_;
   U32 aboveCount_ = 0;
-  // Of a reactor whose owner is one: a reactor above that, and the machine.
+  // Of a reactor whose owner is one: a reactor above that, and the machine. As many as are counted.
   const PtrInterface* above_[2];
 };
 

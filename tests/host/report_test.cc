@@ -198,6 +198,7 @@ requests:
     "fabrion": 1,
     "switches": {"leaf": {
       "vlans": "5,10,12",
+      "vteps": {},
       "groups": {"po1": {"allowedVlans": "10,12", "nativeVlan": null, "members": ["e1", "e2"]}},
       "ports": {
         "e1": {"allowedVlans": "", "nativeVlan": null, "group": "po1",
