@@ -97,6 +97,7 @@ for _ in {1..100}; do
   fi
   sleep 0.2
 done
+if (($(told leaf1 'chassis\.name=') == 0)); then cannot "lldpd hears nobody over these links"; fi
 echo "the switches do not see all their neighbours" >&2
 ask leaf1 show neighbors details >&2
 exit 1

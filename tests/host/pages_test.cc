@@ -163,7 +163,7 @@ TEST(Pages, FilesThatAreNamedAreThere) {
   for (const char* page :
        {"README.md", "docs/architecture.md", "docs/how-an-event-flows.md", "docs/run-output.md",
         "docs/rendering.md", "docs/fabric-document.md", "docs/embedding.md", "docs/discover.md",
-        "docs/drawing.md", "docs/why.md"}) {
+        "docs/drawing.md", "docs/why.md", "docs/plan-and-watch.md"}) {
     const std::string text = textOfFile(inRepository(page));
     const auto folder = std::filesystem::path(inRepository(page)).parent_path();
     int links = 0;
