@@ -237,7 +237,7 @@ void VlanIdSet::splice(std::size_t begin, std::size_t end, const char* text, std
 void VlanIdSet::roomIs(std::size_t size) {
   if (size <= room_) return;
   const std::size_t room = size + size / 8 + longestEdit;
-  std::unique_ptr<char[]> far(new char[room + 1]);
+  std::unique_ptr<char[]> far(new char[room]);
   std::memcpy(far.get(), text_, size_);
   far_ = std::move(far);
   text_ = far_.get();
@@ -245,10 +245,7 @@ void VlanIdSet::roomIs(std::size_t size) {
 }
 
 void VlanIdSet::copyIn(std::string_view text) {
-  if (text.size() > room_) {
-    size_ = 0;
-    roomIs(text.size());
-  }
+  roomIs(text.size());
   if (!text.empty()) std::memcpy(text_, text.data(), text.size());
   size_ = text.size();
   ++edits_;

@@ -77,7 +77,7 @@ class VlanIdSet : public Velo::PtrInterface {
     U32 high;
   };
 
-  VlanIdSet() { text_[0] = 0; }  // NOLINT(*-member-init): what `size_` counts
+  VlanIdSet() {}  // NOLINT: of the bytes only the first `size_` are read
 
   // The part that starts at `begin`, which is not the end of the list.
   Part partAt(std::size_t begin) const noexcept;
@@ -90,12 +90,11 @@ class VlanIdSet : public Velo::PtrInterface {
   void copyIn(std::string_view text);
   void roomIs(std::size_t size);
 
-  // The list string, behind which there is always room for one more byte. Most lists are short and
-  // stand in the object.
+  // The list string. Most lists are short and stand in the object.
   char nearby_[168];
   char* text_ = nearby_;
   std::size_t size_ = 0;
-  std::size_t room_ = sizeof nearby_ - 1;
+  std::size_t room_ = sizeof nearby_;
   std::unique_ptr<char[]> far_;
   U32 edits_ = 0;
 };

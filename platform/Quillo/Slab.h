@@ -1,4 +1,4 @@
-// The slab allocator. Machines, reactors and the buckets of the hash collections live and die with
+// The slab allocator. Machines, reactors and the blocks of the hash collections live and die with
 // every event, so each size class keeps its freed blocks in a list and hands the last one out
 // again, still warm. Counting per type is a layer above: platform/Velo/AllocTrack.h.
 //
@@ -49,7 +49,8 @@ void slabFree(void* block, std::size_t size) noexcept;
 // slabFreeOrStdFree().
 void* slabAllocOrStdMalloc(std::size_t size, U8 pattern);
 
-// Gives back a block of slabAllocOrStdMalloc(); null is let through.
+// Gives back a block of slabAlloc() or slabAllocOrStdMalloc(), for a caller who does not know its
+// size; null is let through.
 void slabFreeOrStdFree(void* block) noexcept;
 
 // What the allocator holds at this moment. All zero where `forwards` is set.

@@ -3,7 +3,9 @@
 // platform/Quillo/Slab.h; a class joins the two by
 //
 //   static void* operator new(std::size_t size) { return Velo::trackedNew<Machine>(size); }
-//   static void operator delete(void* block) noexcept { Velo::trackedDelete<Machine>(block); }
+//   static void operator delete(void* block, std::size_t size) noexcept {
+//     Velo::trackedDelete<Machine>(block, size);
+//   }
 //
 // Counting is atomic while Velo::VFPtrInterface::threadSafePointers_ is set and plain otherwise.
 #pragma once
@@ -63,14 +65,14 @@ class AllocTrackTypeInfo {
   // counters are atomic all the same, so that a reader on another thread sees whole numbers.
   static void add(std::atomic<U64>& counter, U64 amount) noexcept {
     if (VFPtrInterface::threadSafePointers_) [[unlikely]]
-      counter.fetch_add(amount, std::memory_order_relaxed);
+      counter.fetch_add(amount, std::memory_order_release);
     else
-      counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
+      counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_release);
   }
   void list(const std::type_info& type) noexcept;
   U64 live() const noexcept {
     // In this order, so that no end is counted whose beginning is not.
-    const U64 ended = ended_.load(std::memory_order_relaxed);
+    const U64 ended = ended_.load(std::memory_order_acquire);
     return total_.load(std::memory_order_relaxed) - ended;
   }
 

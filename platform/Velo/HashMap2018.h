@@ -3,14 +3,15 @@
 // of reactors is one. HashMapCore.h holds slots, index and walkers, the part that does not depend
 // on key and value; Hash.h says how keys are hashed.
 //
-//   HashMap2018         block, one allocation
-//  +-----------+     +------------------------------------------------+
-//  | block   --+---->| size=2  used=3  first=0  capacity=4  live=101  |
-//  | walkers --+--+  | hashes:   h0    |       |   h2    |            |
-//  +-----------+  |  | entries:  k0 v0 | (gap) |   k2 v2 |            |
-//                 |  +-------------^----------------------------------+
-//                 |                |
-//                 +--> iterator ---+  <-> iterator ...  on the stack of whoever walks
+//   HashMap2018      block, one allocation
+//  +----------+     +------------------------------------------------+
+//  | block  --+---->| size=2  used=3  first=0  capacity=4  live=101  |
+//  +----------+     | walkers: o                                     |
+//                   | hashes:  |  h0    |       |   h2    |          |
+//                   | entries: |  k0 v0 | (gap) |   k2 v2 |          |
+//                   +----------|----^-------------------------------+
+//                              |    |
+//                              +--> iterator <-> iterator ...  on the stack of whoever walks
 //
 // Order. Iteration follows the order of insertion. A key that is removed and inserted again stands
 // at the end; a value that is replaced under its key keeps its place. A walk under way reaches what
@@ -100,7 +101,8 @@ class HashMap2018 {
     return node == nullptr ? nullptr : &node->value();
   }
 
-  // Adds an element at the end. False, and nothing is changed, when the key is present; an
+  // `key` may be that of an element, but no part of a value here: values move. Adds an element at
+  // the end. False, and nothing is changed, when the key is present; an
   // exception out of the allocation or a copy changes nothing either. Amortised O(1).
   bool insert(const Key& key, Value value) {
     const U32 hash = Hash<Key>::of(key);

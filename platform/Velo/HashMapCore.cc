@@ -109,7 +109,8 @@ void HashMapCore::makeRoom(const HashMapType& type) {
 
 // Goes to a new block of this capacity, without the gaps; order and walkers stay with the elements.
 // Pinned entries are copied, and stay behind for their walkers. O(capacity), and O(size) for each
-// walker. An exception changes nothing.
+// walker. An exception changes nothing, unless values had to be moved because they cannot be
+// copied.
 void HashMapCore::settle(const HashMapType& type, U32 capacity) {
   HashMapBlock& from = *block_;
   HashMapBlock& to = *allocate(type, capacity);
@@ -247,6 +248,7 @@ void HashMapCore::tidyAfter(const HashMapType& type, U32 slot) noexcept {
     walker->resume_ = slot;
   }
   if (block.size == 0) {
+    block.first = block.used;
     if (block.walkers == nullptr) emptied();
     return;
   }

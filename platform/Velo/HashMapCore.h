@@ -44,11 +44,11 @@ struct HashMapType {
   U32 (*hash)(const void* entry) noexcept;
 };
 
+class HashMapWalker;
+
 //  small:    head | hashes[4 or 8] | entries[capacity]
 //  indexed:  head | index[2 * capacity] | entries[capacity] | hashes[capacity] unless exact
 //                                                           | live bits[capacity] above 64
-class HashMapWalker;
-
 struct HashMapBlock {
   U32 size;
   U32 used;

@@ -28,8 +28,10 @@ void NotifieeList::visit(AttributeId attribute, const void* key) const {
   for (U32 i = 0; i < end; ++i) {
     PtrInterface::NotifieeConst* const notifiee = slots()[i];
     if (notifiee == nullptr || !notifiee->hasNotificationActive()) continue;
-    const Frame frame(*notifiee);
-    notifiee->onAttribute(attribute, key);
+    {
+      const Frame frame(*notifiee);
+      notifiee->onAttribute(attribute, key);
+    }  // the end of a frame may run foreign code as well
     if (walk.list == nullptr) return;
   }
 }

@@ -55,10 +55,11 @@ void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
   if (registered == registered_ || notifier_ == nullptr) return;
   NotifieeList* list = notifier_->notifieeList();
   if (list == nullptr) return;
-  registered_ = registered;
   if (registered) {
-    list->add(*this);
+    list->add(*this);  // may throw
+    registered_ = true;
   } else {
+    registered_ = false;
     list->remove(*this);
     if (list->empty()) notifier_->veloUnfollowed();
   }

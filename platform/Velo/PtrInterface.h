@@ -1,7 +1,7 @@
 #pragma once
 // The counted base of every object of the runtime, and the base of everything that is notified.
 //
-// One 32-bit word holds the reference count and two flags. `Ptr.h` changes the count,
+// One 32-bit word holds the reference count and two flags. `Ptr.h` and Frame change the count,
 // `NotifieeList.h` calls notifiees, `Reactor.h` and `Machine.h` build the pattern of reactors and
 // machines on top.
 //
@@ -132,8 +132,8 @@ class PtrInterface : public VFPtrInterface {
   // Sets or clears the mark. Runs nothing.
   void veloMarkedForDeletionIs(bool marked) const { flagIs(markedBit, marked); }
 
-  // The out-of-line halves of pointer copies, for those who hold objects without a Ptr (frames,
-  // nodes).
+  // The out-of-line halves of pointer copies, for those who hold objects without a Ptr (notifiees
+  // that hold their entity).
   void referencesInc() const { increment(); }
   void referencesDec() const {
     if (decrement()) handleZeroRef();

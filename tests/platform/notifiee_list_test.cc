@@ -284,6 +284,40 @@ TEST_F(NotifieeList, TheListMayDieInACallbackAlsoUnderTwoDeliveries) {
   EXPECT_FALSE(second->isRegisteredNotifiee());
 }
 
+// A notifiee whose end takes the list with it.
+class LastReader : public Velo::PtrInterface::NotifieeConst {
+ public:
+  explicit LastReader(Publisher& publisher) : publisher_(publisher) {
+    notifierIs(&publisher);
+    isRegisteredNotifieeIs(true);
+    hasNotificationActiveIs(true);
+  }
+  void onAttribute(Velo::AttributeId /*attribute*/, const void* /*key*/) override {
+    *self = nullptr;
+  }
+  void onZeroReferences() override {
+    isRegisteredNotifieeIs(false);
+    publisher_.list.reset();
+  }
+  void veloDoZombieReactors(bool /*requested*/) override {}
+
+  Velo::Ptr<LastReader>* self = nullptr;
+
+ private:
+  Publisher& publisher_;
+};
+
+TEST_F(NotifieeList, TheListMayDieWithTheNotifieeThatIsHeldNoLongerThanItsCallback) {
+  const auto publisher = Velo::make<Publisher>();
+  auto reader = Velo::make<LastReader>(*publisher);
+  const auto second = Watcher::on(*publisher, "second");
+  reader->self = &reader;
+  publisher->list->visit(Velo::AttributeId(Publisher::news));
+  EXPECT_EQ(reader, nullptr);
+  EXPECT_EQ(publisher->list, nullptr);
+  EXPECT_EQ(taken(), Lines{});
+}
+
 TEST_F(NotifieeList, ARandomWalkKeepsTheOrderOfRegistration) {
   constexpr unsigned seed = 7;
   std::mt19937 random(seed);

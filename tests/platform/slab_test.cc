@@ -139,7 +139,7 @@ TEST(Slab, ASizeThatNoSystemHasRaisesBadAlloc) {
   EXPECT_EQ(slabStats().liveBytes, before.liveBytes);
 }
 
-TEST(Slab, ABucketIsFilledWithItsPattern) {
+TEST(Slab, ABlockIsFilledWithItsPattern) {
   for (const std::size_t size : {1UL, 64UL, 5000UL, 100000UL}) {
     // Twice, so that the second stands in what the first one left.
     for (const U8 pattern : {U8{0xab}, U8{0}}) {
