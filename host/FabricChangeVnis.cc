@@ -166,7 +166,7 @@ void FabricChange::claimAgain(const Sides& sides) {
     for (const VlanDomain& each : request.domains) {
       if (!shared.contains(each.domain.first)) continue;
       add(Op::DomainDel{nameOf(request), each.vlan, each.domain});
-      back.push_back(Op::DomainAdd{nameOf(request), each.vlan, each.domain});
+      back.emplace_back(Op::DomainAdd{nameOf(request), each.vlan, each.domain});
     }
   });
   for (Operation& each : back) operations_.push_back(std::move(each));

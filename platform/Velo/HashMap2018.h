@@ -254,7 +254,7 @@ template <class Tag, class Key, class Value>
 inline constexpr Impl::HashMapType HashMap2018<Tag, Key, Value>::type = {
     sizeof(Node),
     Hash<Key>::exact,
-    isRelocatable<Key>&& isRelocatable<Value> ? nullptr : &Node::relocate,
+    isRelocatable<Key>&& isRelocatable<Value> ? nullptr : &Node::relocate,  // NOLINT(misc-*)
     &Node::copy,
     &Node::destroy,
     &Node::hash};

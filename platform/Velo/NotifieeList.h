@@ -11,9 +11,9 @@
 
 namespace Velo {
 
-class NotifieeList {
+class NotifieeList {  // NOLINT(*-member-init): one of a union
  public:
-  NotifieeList() = default;
+  NotifieeList() = default;  // NOLINT(*-member-init)
   NotifieeList(const NotifieeList&) = delete;
   NotifieeList& operator=(const NotifieeList&) = delete;
   ~NotifieeList();

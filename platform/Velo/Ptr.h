@@ -33,7 +33,7 @@ class Ptr {
   noexcept : object_(other.release()) {}
   ~Ptr() { drop(object_); }
 
-  Ptr& operator=(const Ptr& other) {
+  Ptr& operator=(const Ptr& other) {  // NOLINT(bugprone-unhandled-self-assignment)
     T* const old = object_;
     object_ = other.object_;
     take();
