@@ -62,7 +62,7 @@ Words wordsOf(const std::vector<std::string>& words) {
 // What is near, or else some of what there is.
 std::string expected(const std::string& wanted, const std::vector<std::string_view>& known) {
   constexpr std::size_t told = 4;
-  const std::string near = nearNames(wanted, known);
+  std::string near = nearNames(wanted, known);
   if (!near.empty()) return near;
   if (known.empty()) return "; there is none";
   std::string text = "; expected ";

@@ -96,7 +96,7 @@ class RingBuf {
   static std::size_t sizeOf(std::string_view text) { return sizeof(U32) + text.size(); }
   template <class T>
   static constexpr std::size_t sizeOf(const T&) {
-    return sizeof(T);
+    return sizeof(T);  // NOLINT(bugprone-sizeof-expression)
   }
   static char* place(char* at, const Nimbo::String& text) {
     if (text.isLong()) [[unlikely]] {
@@ -122,8 +122,8 @@ class RingBuf {
   static char* place(char* at, const T& value) {
     static_assert(std::is_same_v<T, U32> || std::is_same_v<T, bool> || std::is_pointer_v<T>,
                   "these are the arguments that a type code tells of");
-    std::memcpy(at, &value, sizeof value);
-    return at + sizeof value;
+    std::memcpy(at, &value, sizeof value);  // NOLINT(bugprone-sizeof-expression)
+    return at + sizeof value;               // NOLINT(bugprone-sizeof-expression)
   }
 
   std::size_t segment_;  // bytes of one
