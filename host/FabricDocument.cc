@@ -58,7 +58,7 @@ std::optional<std::string> readFile(const std::string& name, std::size_t documen
 
 FabricOrProblems judged(const WrittenFabric& written, Mistakes& mistakes,
                         const std::vector<std::string>& files) {
-  Mistakes warnings(files);
+  Mistakes warnings(files, "warning: more than " + std::to_string(Limits::problems) + " warnings");
   checkNames(written, mistakes);
   checkVnis(written, mistakes, warnings);
   if (!mistakes.none()) return mistakes.sorted();

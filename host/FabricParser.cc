@@ -88,10 +88,11 @@ void Parser::root(const YamlValue& node) {
   // Another version may mean something else by every key, so it comes first wherever it stands.
   for (const auto& [key, value] : node.entries()) {
     if (!key.isScalar() || key.text != "fabrion") continue;
-    const bool isOne = value.isScalar() && value.text == "1" && !value.isQuoted;
-    if (isOne) return sections(node, place);
+    const bool isOne = value.isScalar() && value.text == "1";
+    if (isOne && !value.isQuoted) return sections(node, place);
     wrong(placeOf(value, placeOf(key, place)),
-          "version " + kindOf(value) + " of the document; expected 'fabrion: 1'");
+          "version " + kindOf(value) + " of the document; expected 'fabrion: 1'" +
+              (isOne ? ", without quotes around the number" : ""));
     fabric_.whole = false;
     return;
   }
@@ -127,6 +128,11 @@ bool Parser::ports(const YamlValue& node, Place place, const std::string& of,
       return;
     }
     const Place own = placeOf(each, at);
+    if (const auto fault = checkName(*text)) {
+      wrong(own, fault->text + ", in " + of);
+      right = false;
+      return;
+    }
     auto names = expandPorts(*text);
     if (const auto* fault = std::get_if<Wrong>(&names)) {
       wrong(own, fault->text);

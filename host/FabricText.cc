@@ -284,7 +284,7 @@ std::variant<DomainName, Wrong> parseDomain(std::string_view text) {
     const auto fault = checkName(field);
     if (!fault) continue;
     return Wrong{"no domain: " + shown(text) + ", " + fault->text +
-                 " in it; expected FIRST or FIRST/SECOND"};
+                 (field.empty() ? " in it" : "") + "; expected FIRST or FIRST/SECOND"};
   }
   if (slash == std::string_view::npos) return DomainName{std::string(first), ""};
   return DomainName{std::string(first), std::string(second)};

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "host/Limits.h"
-
 namespace Fabrion::Host {
 
 void Mistakes::add(Place place, std::string text) {
@@ -32,9 +30,7 @@ std::vector<Problem> Mistakes::sorted() const {
     problems.push_back({files_.at(place.document), place.line, place.column, text});
   }
   if (notKept_ != 0) {
-    problems.push_back(
-        {problems.back().file, 0, 0,
-         "more than " + std::to_string(Limits::problems) + " mistakes; the rest is not shown"});
+    problems.push_back({problems.back().file, 0, 0, rest_ + "; the rest is not shown"});
   }
   return problems;
 }

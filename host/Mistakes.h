@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/FabricDocument.h"
+#include "host/Limits.h"
 #include "host/WrittenFabric.h"
 
 namespace Fabrion::Host {
@@ -14,6 +15,9 @@ namespace Fabrion::Host {
 class Mistakes {
  public:
   explicit Mistakes(std::vector<std::string> files) : files_(std::move(files)) {}
+  // The same for what is no mistake: `rest` is what is said of those that are not kept.
+  Mistakes(std::vector<std::string> files, std::string rest)
+      : files_(std::move(files)), rest_(std::move(rest)) {}
 
   // Beyond `Limits::problems` a mistake is counted and not kept.
   void add(Place place, std::string text);
@@ -28,7 +32,8 @@ class Mistakes {
   std::vector<Problem> sorted() const;
 
  private:
-  std::vector<std::string> files_;
+  const std::vector<std::string> files_;
+  const std::string rest_ = "more than " + std::to_string(Limits::problems) + " mistakes";
   std::vector<std::pair<Place, std::string>> found_;
   std::size_t notKept_ = 0;
 };

@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/Counted.h"
 #include "host/FabricText.h"
 #include "host/Limits.h"
 
@@ -185,9 +186,9 @@ void RequestParser::vnisOf(const WrittenRange& vlans, const YamlValue& value) {
     const auto vnis = shapes_.vniRange(each, where);
     if (!vnis) return;
     if (lengthOf(vnis->range) != length) {
-      wrong(vnis->place, std::to_string(lengthOf(vnis->range)) + " VNIs, " + toString(vnis->range) +
-                             ", for " + std::to_string(length) + " VLANs, " +
-                             toString(vlans.range) +
+      wrong(vnis->place, counted(lengthOf(vnis->range), "VNI", "VNIs") + ", " +
+                             toString(vnis->range) + ", for " + counted(length, "VLAN", "VLANs") +
+                             ", " + toString(vlans.range) +
                              "; expected as many VNIs as VLANs, or a list where one VLAN is asked "
                              "several VNIs");
       return;

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "host/Counted.h"
 #include "host/FabricText.h"
 #include "host/Limits.h"
 
@@ -20,8 +21,8 @@ std::optional<WrittenStaticRange> readRange(const YamlValue& key, const YamlValu
   const std::size_t mapped = lengthOf(vnis->range);
   if (mapped < many) {
     // The machines would leave the VLANs above without a VNI, and without a word.
-    shapes.wrong(vnis->place, std::to_string(mapped) + " VNIs, " + toString(vnis->range) +
-                                  ", for " + std::to_string(many) + " VLANs, " +
+    shapes.wrong(vnis->place, counted(mapped, "VNI", "VNIs") + ", " + toString(vnis->range) +
+                                  ", for " + counted(many, "VLAN", "VLANs") + ", " +
                                   toString(vlans->range) +
                                   "; expected a VNI for each VLAN, as in " +
                                   toString(vlans->range) + ": " + std::to_string(vnis->range.low) +

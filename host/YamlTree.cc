@@ -1,10 +1,12 @@
 #include "host/YamlTree.h"
 
+#include <yaml-cpp/depthguard.h>
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/parser.h>
 
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "host/Limits.h"
 
@@ -23,14 +25,21 @@ YamlTree::YamlTree(const std::string& text) {
     YAML::Parser parser(stream);
     while (parser.HandleNextDocument(*this)) {
     }
+  } catch (const YAML::DeepRecursion& fault) {
+    // The library words it as if the file could not be read.
+    faultIs(fault.mark,
+            "values are nested " + std::to_string(fault.depth()) + " deep; expected fewer levels");
   } catch (const YAML::Exception& fault) {
-    fault_.emplace();
-    fault_->text = (isFull_ ? "" : "not YAML: ") + fault.msg;
-    if (!fault.mark.is_null()) {
-      fault_->line = static_cast<std::size_t>(fault.mark.line);
-      fault_->column = static_cast<std::size_t>(fault.mark.column);
-    }
+    faultIs(fault.mark, (isFull_ ? "" : "not YAML: ") + fault.msg);
   }
+}
+
+void YamlTree::faultIs(const YAML::Mark& mark, std::string text) {
+  fault_.emplace();
+  fault_->text = std::move(text);
+  if (mark.is_null()) return;
+  fault_->line = static_cast<std::size_t>(mark.line);
+  fault_->column = static_cast<std::size_t>(mark.column);
 }
 
 void YamlTree::OnDocumentStart(const YAML::Mark& mark) {

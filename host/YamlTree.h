@@ -75,6 +75,7 @@ class YamlTree : private YAML::EventHandler {
 
   YamlValue& add(YamlValue::Kind kind, const YAML::Mark& mark, Anchor anchor);
   void place(const YamlValue& value);
+  void faultIs(const YAML::Mark& mark, std::string text);
 
   std::deque<YamlValue> values_;
   std::vector<const YamlValue*> documents_;

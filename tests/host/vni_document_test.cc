@@ -220,8 +220,8 @@ TEST(VniDocument, ARangeOfVnisIsAsLongAsItsVlans) {
   EXPECT_THAT(problems(request("vnis: {100-104: 7-10, 105: 7-8, 106-107: 9}")),
               ElementsAre("f:3:67: 4 VNIs, 7-10, for 5 VLANs, 100-104; expected as many VNIs as "
                           "VLANs, or a list where one VLAN is asked several VNIs",
-                          StartsWith("f:3:78: 2 VNIs, 7-8, for 1 VLANs, 105;"),
-                          StartsWith("f:3:92: 1 VNIs, 9, for 2 VLANs, 106-107;")));
+                          StartsWith("f:3:78: 2 VNIs, 7-8, for 1 VLAN, 105;"),
+                          StartsWith("f:3:92: 1 VNI, 9, for 2 VLANs, 106-107;")));
 }
 
 TEST(VniDocument, VnisAreForVlansOfTheRequest) {
@@ -293,7 +293,7 @@ TEST(VniDocument, AStaticMapHasAVniForEachVlan) {
   EXPECT_THAT(problems("static maps: {a: {100-199: 1-99, 200-201: 5, x: 1, 1: y, 1-2: [3]}}\n"),
               ElementsAre("f:2:28: 99 VNIs, 1-99, for 100 VLANs, 100-199; expected a VNI for each "
                           "VLAN, as in 100-199: 1-100",
-                          StartsWith("f:2:43: 1 VNIs, 5, for 2 VLANs, 200-201;"),
+                          StartsWith("f:2:43: 1 VNI, 5, for 2 VLANs, 200-201;"),
                           StartsWith("f:2:46: no VLAN or range of VLANs: 'x'"),
                           StartsWith("f:2:55: no VNI or range of VNIs: 'y'"),
                           "f:2:63: a list as VNIs; expected one text"));
