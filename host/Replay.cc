@@ -1,6 +1,7 @@
 #include "host/Replay.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -16,6 +17,17 @@ namespace Fabrion::Host {
 
 namespace {
 
+// The next line. Where reading fails, errno tells why.
+bool next(std::istream& lines, std::string& text) {
+  errno = 0;
+  return static_cast<bool>(std::getline(lines, text));
+}
+
+// Of the standard input its stream cannot tell a failure from the end.
+bool broken(const std::istream& lines) {
+  return lines.bad() || (&lines == &std::cin && std::ferror(stdin) != 0);
+}
+
 class Replay {
  public:
   Replay(const ReplayOptions& options, std::ostream& out, std::ostream& err,
@@ -27,7 +39,7 @@ class Replay {
 
   ExitStatus run(std::istream& lines) {
     std::string text;
-    for (U64 line = 1; std::getline(lines, text); ++line) {
+    for (U64 line = 1; next(lines, text); ++line) {
       try {
         if (const std::optional<Operation> operation = operationOf(text)) run(*operation, line);
       } catch (const BadJournal& bad) {
@@ -38,17 +50,25 @@ class Replay {
         return ExitStatus::badJournal;
       }
     }
-    if (lines.bad()) {
+    if (broken(lines)) {
+      const std::string why = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
       trace_.reset();
-      say(err_, "fabrion: " + options_.journal + " cannot be read to its end");
+      say(err_, "fabrion: " + name() + " cannot be read to its end" + why);
       return ExitStatus::failure;
     }
     if (trace_) trace_->mark("@end");
     controller_.reset();
-    return out_ ? ExitStatus::success : ExitStatus::failure;
+    if (out_) return ExitStatus::success;
+    trace_.reset();
+    say(err_, "fabrion: the dumps cannot be written");
+    return ExitStatus::failure;
   }
 
  private:
+  std::string name() const {
+    return options_.journal == "-" ? "the standard input" : options_.journal;
+  }
+
   void run(const Operation& operation, U64 line) {
     if (trace_) trace_->mark("@" + std::to_string(line) + " " + std::string(nameOf(operation)));
     try {
