@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -144,12 +145,17 @@ SwitchOutputs switchFrom(const At& one) {
 }
 
 // Follows the parser on its way and refuses a member that stands twice, of which the parser would
-// keep one without a word.
-class TwiceGuard {
+// keep one without a word, and values in values far beyond what any dump has, which only a stack
+// overflow awaits.
+class FormGuard {
  public:
-  explicit TwiceGuard(const std::string& file) : file_(file) {}
+  explicit FormGuard(const std::string& file) : file_(file) {}
 
-  bool operator()(int /*depth*/, Json::parse_event_t event, const Json& value) {
+  bool operator()(int depth, Json::parse_event_t event, const Json& value) {
+    if (depth > deepest) {
+      throw BadOutputs(place() + ": values are nested more than " + std::to_string(deepest) +
+                       " deep; expected outputs, {\"switch\": {...}}");
+    }
     if (event == Json::parse_event_t::object_start) {
       open_.emplace_back();
     } else if (event == Json::parse_event_t::object_end) {
@@ -159,19 +165,27 @@ class TwiceGuard {
       Open& open = open_.back();
       open.current = name;
       if (!open.names.insert(name).second) {
-        std::string path;
-        for (const Open& outer : open_) path += step(outer.current);
-        throw BadOutputs(file_ + ": " + path + ": the member stands twice; expected it once");
+        throw BadOutputs(place() + ": the member stands twice; expected it once");
       }
     }
     return true;
   }
 
  private:
+  static constexpr int deepest = 32;
   struct Open {
     std::set<std::string> names;
     std::string current;
   };
+
+  std::string place() const {
+    std::string path;
+    for (const Open& outer : open_) {
+      if (!outer.names.empty()) path += step(outer.current);
+    }
+    return file_ + ": " + (path.empty() ? "." : path);
+  }
+
   const std::string& file_;
   std::vector<Open> open_;
 };
@@ -193,7 +207,7 @@ Json parsed(const std::string& file, std::string_view text) {
     throw BadOutputs(file + ":" + placeOf(text, zero) + ": a zero byte; expected JSON");
   }
   try {
-    return Json::parse(text.begin(), text.end(), TwiceGuard(file));
+    return Json::parse(text.begin(), text.end(), FormGuard(file));
   } catch (const Json::parse_error& error) {
     const std::size_t byte = error.byte == 0 ? 0 : std::min(error.byte - 1, text.size());
     throw BadOutputs(file + ":" + placeOf(text, byte) +
@@ -261,6 +275,10 @@ FabricOutputs outputsFrom(const std::string& file, std::string_view text) {
 FabricOutputs readOutputs(const std::string& file) {
   if (file == "-") {
     const std::string text{std::istreambuf_iterator<char>(std::cin), {}};
+    // Its stream cannot tell a failure from the end.
+    if (std::ferror(stdin) != 0) {
+      throw BadOutputs(std::string("standard input: ") + std::strerror(errno));
+    }
     return outputsFrom("standard input", text);
   }
   std::ifstream stream(file, std::ios::binary);
