@@ -23,6 +23,9 @@ namespace {
 
 using Mistakes = std::vector<std::string>;
 
+constexpr const char* nothingNamed =
+    "fabrion: no file of a switch is named; expected FILE... or --switch NAME=FILE";
+
 std::optional<std::string> textOf(const std::string& file, Mistakes& mistakes) {
   std::error_code none;
   if (std::filesystem::is_directory(file, none)) {
@@ -53,7 +56,12 @@ std::map<std::string, std::string> filesOf(const DiscoverOptions& options, Mista
   std::map<std::string, std::string> files;
   const auto add = [&](const std::string& name, const std::string& file) {
     if (const auto wrong = checkName(name)) {
-      mistakes.push_back(file + ": " + wrong->text);
+      mistakes.push_back(file + ": " + wrong->text + ", as the name of its switch");
+      return;
+    }
+    if (firstNonUtf8(name)) {
+      mistakes.push_back(file +
+                         ": the name of its switch is not UTF-8; expected --switch NAME=FILE");
       return;
     }
     const auto [first, isNew] = files.emplace(name, file);
@@ -88,6 +96,10 @@ DiscoveryHints hintsOf(const DiscoverOptions& options,
     }
     if (!files.contains(name)) {
       mistakes.push_back("--ports " + written + ": no file of a switch " + shown(name));
+      continue;
+    }
+    if (firstNonUtf8(written)) {
+      mistakes.push_back("--ports " + written + ": not UTF-8");
       continue;
     }
     auto ports = expandPorts(written.substr(equals + 1));
@@ -144,7 +156,7 @@ bool isFabric(const std::string& document, Mistakes& mistakes) {
 Outcome discover(const DiscoverOptions& options, std::ostream& out, std::ostream& err) {
   Mistakes mistakes;
   const auto files = filesOf(options, mistakes);
-  if (files.empty() && mistakes.empty()) mistakes.emplace_back("no file of a switch is named");
+  if (files.empty() && mistakes.empty()) mistakes.emplace_back(nothingNamed);
   const DiscoveryHints hints = hintsOf(options, files, mistakes);
   const std::vector<SwitchNeighbors> switches = readAll(files, mistakes);
   std::string document;
@@ -164,7 +176,9 @@ Outcome discover(const DiscoverOptions& options, std::ostream& out, std::ostream
   err << std::flush;
   if (!mistakes.empty()) return Outcome::mistake;
   out << document << std::flush;
-  return out ? Outcome::done : Outcome::mistake;
+  if (out) return Outcome::done;
+  err << "fabrion: the document cannot be written\n" << std::flush;
+  return Outcome::mistake;
 }
 
 }  // namespace Fabrion::Host

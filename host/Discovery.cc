@@ -244,7 +244,10 @@ void Discovery::matchSights() {
         back->second.size() == 1 && between[{sight.local.node, sight.far.node}].size() == 1) {
       sight.far.port = back->second[0]->local.port;
       sight.isSeenBack = true;
-      sight.note = end(sight.local) + " and " + end(sight.far) +
+      // Alike from both sides, so that it is told once.
+      const bool inOrder = linkBefore({sight.local, {}}, {sight.far, {}});
+      sight.note = end(inOrder ? sight.local : sight.far) + " and " +
+                   end(inOrder ? sight.far : sight.local) +
                    " are taken for the two ends of one link, the only one between the switches";
     }
   }

@@ -10,6 +10,8 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr const char* printed = "what lldpcli -f json0 show neighbors prints";
+
 // Ends the reading; readLldpNeighbors() catches it.
 struct Unreadable {
   std::string text;
@@ -148,6 +150,7 @@ void readInterface(const At& at, std::vector<LldpNeighbor>& neighbors) {
   }
 }
 
+// `byte` counts from 1, as the parser's errors do.
 std::string placeOf(std::string_view text, std::size_t byte) {
   std::size_t line = 1;
   std::size_t column = 1;
@@ -165,11 +168,16 @@ std::string placeOf(std::string_view text, std::size_t byte) {
 }  // namespace
 
 LldpNeighborsOrWrong readLldpNeighbors(std::string_view text) {
+  // The parser would end there and lose the rest.
+  const std::size_t zero = text.find('\0');
+  if (zero != std::string_view::npos) {
+    return Wrong{placeOf(text, zero + 1) + ": a zero byte; expected JSON"};
+  }
   try {
     const Json root = Json::parse(text);
     std::vector<LldpNeighbor> neighbors;
     const At whole{&root, ""};
-    for (const At& lldp : each(whole.at("lldp", "what lldpcli -f json0 show neighbors prints"))) {
+    for (const At& lldp : each(whole.at("lldp", printed))) {
       if (!lldp.value->is_object()) lldp.wrong("an object");
       const auto interfaces = lldp.find("interface");
       if (!interfaces) continue;  // no neighbours
@@ -177,7 +185,9 @@ LldpNeighborsOrWrong readLldpNeighbors(std::string_view text) {
     }
     return neighbors;
   } catch (const Json::parse_error& error) {
-    return Wrong{placeOf(text, error.byte) + ": no JSON"};
+    return Wrong{placeOf(text, error.byte) + ": no JSON; expected " + printed};
+  } catch (const Json::out_of_range&) {
+    return Wrong{std::string("a number is too large to be read; expected ") + printed};
   } catch (const Unreadable& unreadable) {
     return Wrong{unreadable.text};
   }

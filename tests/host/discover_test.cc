@@ -311,8 +311,9 @@ TEST(Discover, NumbersInNamesCountAsNumbers) {
 // ---- Mistakes
 
 TEST(Discover, WhatIsNoJsonIsToldByLineAndColumn) {
-  EXPECT_EQ(wrongIn("{\n  \"lldp\": [}"), "line 2, column 12: no JSON");
-  EXPECT_EQ(wrongIn(""), "line 1, column 1: no JSON");
+  const std::string expected = "; expected what lldpcli -f json0 show neighbors prints";
+  EXPECT_EQ(wrongIn("{\n  \"lldp\": [}"), "line 2, column 12: no JSON" + expected);
+  EXPECT_EQ(wrongIn(""), "line 1, column 1: no JSON" + expected);
 }
 
 TEST(Discover, WhatHasAnotherShapeIsToldByItsPlace) {
@@ -336,8 +337,10 @@ TEST(Discover, AllMistakesOfAllFilesAreTold) {
       "two.json", R"({"lldp":[{"interface":[)" + neighbor("e1", "x", ifname("e[1]")) + "]}]}");
   const Result broken = discovered({{one, "/nowhere/three.json"}, {}, {}, {}});
   EXPECT_EQ(broken.outcome, Outcome::mistake);
-  EXPECT_EQ(broken.err, one + ": line 1, column 2: no JSON\n" +
-                            "/nowhere/three.json: No such file or directory\n");
+  EXPECT_EQ(
+      broken.err,
+      one + ": line 1, column 2: no JSON; expected what lldpcli -f json0 show neighbors prints\n" +
+          "/nowhere/three.json: No such file or directory\n");
   EXPECT_THAT(broken.out, IsEmpty());
   EXPECT_EQ(discovered({{two}, {}, {}, {}}).err,
             two +
