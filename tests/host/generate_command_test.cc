@@ -76,18 +76,58 @@ TEST_F(GenerateCommand, WritesFurtherDocumentsBesideTheFirst) {
 }
 
 TEST_F(GenerateCommand, RefusesWhatNoDocumentCanHold) {
-  options_.fabric = {1, 0, 5000, 0, 0, 1};
-  EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake);
-  EXPECT_EQ(err_.str(),
-            "fabrion: no document can hold this fabric: leaf1 would have 5000 ports, and 4096 are "
-            "the limit\n");
-  EXPECT_EQ(out_.str(), "");
+  const std::string head = "fabrion: no document can hold this fabric: ";
+  const std::string ports = " ports, and 1048576 are the limit\n";
+  const std::vector<std::pair<GenerateOptions, std::string>> refusals = {
+      {{1, 0, 5000, 0, 0, 1}, "leaf1 would have 5000 ports, and 4096 are the limit\n"},
+      {{5000, 1, 0, 0, 0}, "spine1 would have 5000 ports, and 4096 are the limit\n"},
+      {{400, 0, 300000, 0, 0},
+       "there would be 1401152 ports and members of groups, and 1048576 "
+       "are the limit\n"},
+      // What would not fit the memory is not made up at all.
+      {{1024, 512, 1, 0, 0, 1}, "there would be at least 1048578" + ports},
+      {{0, 0, 10000000, 0, 0, 64}, "there would be at least 640000000" + ports},
+      {{10000000, 10000000, 10000000, 0, 0, 64}, "there would be at least 200001280000000" + ports},
+      {{0, 10000000, 0, 0, 0}, "there would be at least 10000000" + ports},
+      {{10000000, 0, 0, 0, 0}, "there would be at least 10000000" + ports},
+      {{0, 0, 0, 10000000, 1}, "there would be 5000000 static maps, and 1048576 are the limit\n"},
+      {{0, 0, 513, 1, 4094, 1, 4094},
+       "clients would ask for 2100222 VNIs, and 2097152 are the limit\n"},
+  };
+  for (const auto& [fabric, expected] : refusals) {
+    options_.fabric = fabric;
+    err_.str("");
+    EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake) << expected;
+    EXPECT_EQ(err_.str(), head + expected);
+    EXPECT_EQ(out_.str(), "");
+  }
+}
+
+// The bounds that are looked at beforehand are none that another fabric meets: these have just as
+// many ports as may be.
+TEST_F(GenerateCommand, RefusesNothingElse) {
+  for (const GenerateOptions& fabric :
+       {GenerateOptions{1024, 512, 0, 0, 0}, GenerateOptions{128, 0, 524288, 0, 0, 1}}) {
+    options_.fabric = fabric;
+    err_.str("");
+    EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake);
+    EXPECT_EQ(err_.str().find("can hold"), std::string::npos) << err_.str();
+  }
 }
 
 TEST_F(GenerateCommand, TellsAFileThatCannotBeWritten) {
   options_.output = file("none/made.yaml");
   EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake);
-  EXPECT_EQ(err_.str(), "fabrion: " + *options_.output + " cannot be written\n");
+  EXPECT_EQ(err_.str(), "fabrion: " + *options_.output + ": No such file or directory\n");
+}
+
+TEST_F(GenerateCommand, OfSeveralFilesNamesThoseThatItWrote) {
+  options_.bytes = 6000;
+  options_.output = file("made.yaml");
+  std::filesystem::create_directories(file("made-2.yaml"));
+  EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake);
+  EXPECT_EQ(out_.str(), file("made.yaml") + "\n");
+  EXPECT_EQ(err_.str(), "fabrion: " + file("made-2.yaml") + ": Is a directory\n");
 }
 
 #if defined(FABRION_BINARY)
