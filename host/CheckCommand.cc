@@ -33,7 +33,9 @@ Outcome check(const std::vector<std::string>& files, std::ostream& out, std::ost
              counted(fabric->links.size(), "link", "links") + ", " +
              counted(requests, "request", "requests") + '\n'
       << std::flush;
-  return out ? Outcome::done : Outcome::mistake;
+  if (out) return Outcome::done;
+  err << "fabrion: the result cannot be written\n" << std::flush;
+  return Outcome::mistake;
 }
 
 }  // namespace Fabrion::Host

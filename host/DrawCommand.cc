@@ -2,53 +2,55 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <ostream>
-#include <system_error>
 
 #include "host/CheckCommand.h"
 #include "host/Controller.h"
+#include "host/Derivation.h"
 #include "host/FabricChange.h"
 #include "host/FabricPicture.h"
 #include "host/FabricSvg.h"
 #include "host/Report.h"
+#include "host/RunFiles.h"
 
 namespace Fabrion::Host {
 
 namespace {
 
-bool isOneOf(const std::string& path, const std::vector<std::string>& documents) {
-  for (const std::string& document : documents) {
-    std::error_code error;
-    if (std::filesystem::equivalent(path, document, error)) return true;
-  }
-  return false;
+void writePicture(const std::string& path, const std::string& svg) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (file) file << svg << std::flush;
+  if (!file) throw FileError(path + ": " + std::strerror(errno));
 }
 
 }  // namespace
 
 Outcome draw(const DrawOptions& options, std::ostream& out, std::ostream& err,
              const Velo::VeloModule& module) {
-  if (isOneOf(options.output, options.documents)) {
-    err << "fabrion: " + options.output + " is a document; the picture would overwrite it\n"
-        << std::flush;
+  const auto fail = [&err](const std::string& words) {
+    err << "fabrion: " + words + '\n' << std::flush;
     return Outcome::mistake;
-  }
-  const std::optional<Fabric> fabric = readOrTell(options.documents, err);
-  if (!fabric) return Outcome::mistake;
-  Controller controller(module);
-  for (const Operation& operation : FabricChange().to(*fabric)) controller.apply(operation);
-  const std::string svg = svgOf(pictureOf(*fabric, reportOf(*fabric, controller)));
-  if (options.output == "-") {
+  };
+  try {
+    keepDocuments(options.output, "the picture", options.documents);
+    const std::optional<Fabric> fabric = readOrTell(options.documents, err);
+    if (!fabric) return Outcome::mistake;
+    Controller controller(module);
+    applyAll(FabricChange().to(*fabric), controller);
+    const std::string svg = svgOf(pictureOf(*fabric, reportOf(*fabric, controller)));
+    if (options.output != "-") {
+      writePicture(options.output, svg);
+      return Outcome::done;
+    }
     out << svg << std::flush;
-    return out ? Outcome::done : Outcome::mistake;
+  } catch (const FileError& failed) {
+    return fail(failed.what());
+  } catch (const OperationFailed& failed) {
+    return fail(failed.what());
   }
-  std::ofstream file(options.output, std::ios::binary | std::ios::trunc);
-  file << svg << std::flush;
-  if (file) return Outcome::done;
-  err << "fabrion: " + options.output + ": " + std::strerror(errno) + '\n' << std::flush;
-  return Outcome::mistake;
+  return out ? Outcome::done : fail("the picture cannot be written");
 }
 
 }  // namespace Fabrion::Host

@@ -76,7 +76,7 @@ std::string Following::nextJournal() {
   std::string path;
   do {
     path = *options_.record + "." + std::to_string(++journals_);
-  } while (isOneOf(path, options_.documents));
+  } while (isOneOf(path, options_.keptFiles));
   return path;
 }
 

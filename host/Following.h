@@ -39,8 +39,8 @@ class Following {
     bool heal = false;  // build the controller anew whenever something is left behind
     // Where the journal of the operations goes; nothing for none.
     std::optional<std::string> record = {};
-    // Files that no journal overwrites.
-    std::vector<std::string> documents = {};
+    // That no journal overwrites.
+    std::vector<std::string> keptFiles = {};
   };
 
   // Is given a controller whose outputs were just made and filled with what is right of the old

@@ -36,9 +36,10 @@ Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
   Controller controller(module);
   try {
     std::optional<JournalFile> record;
-    // Both before either is emptied.
+    // All of it before a file is emptied.
     if (options.record) keepDocuments(*options.record, "the journal", options.documents);
     if (options.outputs) keepDocuments(*options.outputs, "the outputs", options.documents);
+    if (options.record && options.outputs) keepApart(*options.record, *options.outputs);
     if (files) return watch(options, *fabric, *files, out, err, module);
     if (options.record) record.emplace(*options.record);
     // Ends before the controller: the report is on what stands, not on its end.

@@ -25,6 +25,21 @@ void keepDocuments(const std::string& path, const char* what,
   }
 }
 
+void keepApart(const std::string& journal, const std::string& outputs) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const bool isThere = fs::exists(journal, error);
+  if (isThere && !fs::is_regular_file(journal, error)) return;
+  // Neither need be there yet; the way to a new one may lead over links all the same.
+  const auto place = [&error](const std::string& path) {
+    return fs::weakly_canonical(fs::absolute(path, error), error);
+  };
+  const fs::path to = place(journal);
+  if (isThere ? isOneOf(journal, {outputs}) : !to.empty() && to == place(outputs)) {
+    throw FileError(outputs + " is to hold the outputs and the journal; expected a file for each");
+  }
+}
+
 void writeOutputs(const std::string& path, const FabricOutputs& outputs) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   if (file) file << jsonOf(outputs).dump(2) + '\n' << std::flush;

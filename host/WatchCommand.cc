@@ -27,6 +27,13 @@ namespace {
 
 using Json = nlohmann::json;
 
+// Files that a journal which is begun later must leave alone.
+std::vector<std::string> keptFiles(const RunOptions& options) {
+  std::vector<std::string> files = options.documents;
+  if (options.outputs) files.push_back(*options.outputs);
+  return files;
+}
+
 class Watching {
  public:
   Watching(const RunOptions& options, std::ostream& out, std::ostream& err,
@@ -35,7 +42,7 @@ class Watching {
         out_(out),
         err_(err),
         module_(module),
-        following_(module, {options.heal, options.record, options.documents}) {}
+        following_(module, {options.heal, options.record, keptFiles(options)}) {}
 
   void start(const Fabric& first) {
     traced([&](const AfterEach& after) { following_.start(first, after); });
@@ -160,7 +167,8 @@ class Watching {
     line["leftovers"] = jsonOf(edit.leftovers);
     line["rebuilt"] = edit.rebuilt;
     if (edit.rebuilt && following_.journal()) line["journal"] = *following_.journal();
-    return line.dump() + '\n';
+    // The journal's name may hold any bytes.
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
   }
 
   const RunOptions& options_;

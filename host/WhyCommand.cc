@@ -115,8 +115,11 @@ Outcome why(const WhyOptions& options, std::ostream& out, std::ostream& err,
     applyAll(FabricChange().to(*fabric), controller);
     const Explanation explanation =
         explain(*fabric, controller, {words.switchName, words.port, words.vlan});
-    out << (options.format == ReportFormat::json ? jsonOf(explanation).dump(2) + '\n'
-                                                 : textOf(explanation))
+    // Names of files may hold any bytes.
+    using Json = nlohmann::json;
+    out << (options.format == ReportFormat::json
+                ? jsonOf(explanation).dump(2, ' ', false, Json::error_handler_t::replace) + '\n'
+                : textOf(explanation))
         << std::flush;
   } catch (const BadQuestion& bad) {
     return fail(bad.what());
