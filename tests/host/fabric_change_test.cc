@@ -1,93 +1,31 @@
-// The steps from one fabric to the next. Each rule of the order is held against the same operations
-// without it, on a second controller: a rule that made no difference would not be one.
+// The steps from one fabric to the next, but for VNIs (fabric_change_vnis_test.cc). Each rule of
+// the order is held against the same operations without it, on a second controller: a rule that
+// made no difference would not be one.
 #include "host/FabricChange.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "tests/host/Texts.h"
-#include "tests/host/controller_scene.h"
+#include "tests/host/fabric_change_steps.h"
 
 #ifdef FABRION_MODULE
 
 namespace Fabrion::Host {
 namespace {
 
+using Test::After;
 using Test::ControllerScene;
+using Test::ends;
 using Test::fabricOf;
-using Test::inChild;
+using Test::first;
+using Test::is;
+using Test::Operations;
+using Test::Steps;
+using Test::steps;
+using Test::swapped;
 using Test::TraceCapture;
+using Test::vlansOf;
+using Test::without;
 using Json = nlohmann::json;
-using Operations = std::vector<Operation>;
-
-template <class One>
-bool is(const Operation& operation) {
-  return std::holds_alternative<One>(operation);
-}
-
-template <class One>
-Operations without(Operations operations) {
-  std::erase_if(operations, is<One>);
-  return operations;
-}
-
-// Where the first operation of this kind stands; their number when there is none.
-template <class One>
-std::size_t first(const Operations& operations) {
-  return static_cast<std::size_t>(std::find_if(operations.begin(), operations.end(), is<One>) -
-                                  operations.begin());
-}
-
-template <class One, class Other>
-Operations swapped(Operations operations) {
-  std::swap(operations.at(first<One>(operations)), operations.at(first<Other>(operations)));
-  return operations;
-}
-
-// The operations from nothing to the first document, and from there to the second.
-struct Steps {
-  Operations before;
-  Operations change;
-};
-Steps steps(const std::string& from, const std::string& to) {
-  FabricChange fabric;
-  Operations before = fabric.to(fabricOf(from));
-  return {std::move(before), fabric.to(fabricOf(to))};
-}
-
-// A controller after the steps, with other operations in place of the change where given.
-struct After : ControllerScene {
-  explicit After(const Steps& steps) : After(steps, steps.change) {}
-  After(const Steps& steps, const Operations& change) {
-    runAll(steps.before);
-    const TraceCapture trace;
-    runAll(change);
-    lines = trace.lines();
-  }
-  bool traced(const std::string& text) const {
-    return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
-      return line.find(text) != std::string::npos;
-    });
-  }
-  std::vector<std::string> lines;
-};
-
-bool ends(const Steps& steps, const Operations& change, const std::string& words) {
-  const Test::ChildEnd end = inChild([&] {
-    const After after(steps, change);
-    return 0;
-  });
-  return end.aborted && end.words.find(words) != std::string::npos;
-}
-
-Json vlansOf(const Json& owner) {
-  Json vlans = Json::array();
-  if (owner.is_object()) {
-    for (const auto& [vlan, entry] : owner["vlan"].items()) vlans.push_back(vlan);
-  }
-  return vlans;
-}
 
 const std::string leaf1 = "switches: {leaf1: {ports: [e1, e2, e3]}}\n";
 
