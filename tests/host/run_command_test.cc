@@ -105,6 +105,75 @@ TEST(Run, WithoutAConflictStrictIsContent) {
   EXPECT_THAT(result.out, HasSubstr("No conflicts.\n"));
 }
 
+// A VLAN with two VNIs, of which one comes by a domain.
+const std::string twoVnis =
+    "fabrion: 1\n"
+    "switches: {leaf: {ports: e1, vteps: v1}}\n"
+    "static maps: {red: {10: 6010}}\n"
+    "requests:\n"
+    "  - {client: acme, switch: leaf, port: e1, vlans: 10, vnis: {10: 5010}}\n"
+    "  - {client: blue, switch: leaf, port: e1, vlans: 10, domains: red}\n";
+
+TEST(Run, AConflictOfVnisIsOneThatStrictTells) {
+  RunOptions options{{written("vnis.yaml", twoVnis)}};
+  const Result content = ran(options);
+  EXPECT_EQ(content.outcome, Outcome::done);
+  EXPECT_THAT(content.out,
+              HasSubstr("VTEP v1 maps nothing.\n"
+                        "\n"
+                        "Conflict on switch leaf, port e1, VLAN 10: 2 VNIs are asked for, so the "
+                        "VLAN is mapped to none there.\n"
+                        "  VNI 5010: acme\n"
+                        "  VNI 6010: domain red\n"));
+  options.strict = true;
+  const Result strict = ran(options);
+  EXPECT_EQ(strict.outcome, Outcome::conflict);
+  EXPECT_EQ(strict.out, content.out);
+  EXPECT_EQ(strict.err, "");
+  options.format = ReportFormat::json;
+  const Result json = ran(options);
+  EXPECT_EQ(json.outcome, Outcome::conflict);
+  EXPECT_EQ(nlohmann::json::parse(json.out)["conflicts"][0]["kind"], "vni");
+}
+
+// A domain named like the client whose VNI stands on the same port and VLAN.
+const std::string warned =
+    "fabrion: 1\n"
+    "switches: {leaf: {ports: e1, vteps: v1}}\n"
+    "static maps: {acme: {10: 5010}}\n"
+    "requests:\n"
+    "  - {client: acme, switch: leaf, port: e1, vlans: 10, vnis: {10: 5010}}\n"
+    "  - {client: blue, switch: leaf, port: e1, vlans: 10, domains: acme}\n";
+
+std::string warningIn(const std::string& file) {
+  return file + ":6:64: warning: domain 'acme' on VLAN 10 is named like client 'acme', which has " +
+         "VNIs on that VLAN at " + file +
+         ":5:62; the model keeps the VNIs of both alive by that one name, so that the one that "
+         "goes takes those of the other with it\n";
+}
+
+TEST(Run, AWarningIsToldAndChangesNothing) {
+  const std::string file = written("warned.yaml", warned);
+  RunOptions options{{file}};
+  options.strict = true;
+  const Result result = ran(options);
+  EXPECT_EQ(result.outcome, Outcome::done);
+  EXPECT_THAT(result.out, HasSubstr("e1    10    5010\n"));
+  EXPECT_THAT(result.out, HasSubstr("No conflicts.\n"));
+  EXPECT_EQ(result.err, warningIn(file));
+  options.traceLevel = 0;
+  EXPECT_EQ(ran(options).err, warningIn(file));
+}
+
+TEST(Run, WithAMistakeBesideItNothingIsWarnedOf) {
+  const std::string file = written("both.yaml", warned + "  - {client: cyan, vlans: 7}\n");
+  const Result result = ran({{file}});
+  EXPECT_EQ(result.outcome, Outcome::mistake);
+  EXPECT_EQ(result.err, file +
+                            ":7:5: a request without a place; expected 'hostname', or 'switch' and "
+                            "'port'\n");
+}
+
 TEST(Run, TellsTheMistakesOfAllDocumentsAndAppliesNothing) {
   const std::string first = written("first.yaml", "fabrion: 1\nswitches: {leaf: {port: e1}}\n");
   const std::string second =
@@ -189,6 +258,15 @@ TEST(Check, CountsWhatItFinds) {
   EXPECT_EQ(out.str(), one + ": no mistakes; 1 switch, 1 host, 1 link, 1 request\n");
 }
 
+TEST(Check, AWarningIsNoMistake) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const std::string file = written("warned.yaml", warned);
+  EXPECT_EQ(check({file}, out, err), Outcome::done);
+  EXPECT_EQ(out.str(), file + ": no mistakes; 1 switch, 0 hosts, 0 links, 2 requests\n");
+  EXPECT_EQ(err.str(), warningIn(file));
+}
+
 TEST(Check, TellsEachMistakeInALine) {
   std::ostringstream out;
   std::ostringstream err;
@@ -222,6 +300,16 @@ TEST(RunStatus, IsZeroOneForAConflictAndTwoForAMistake) {
   EXPECT_EQ(fabrion("run --strict" + module + "/nowhere.yaml 2>/dev/null").status, 2);
   EXPECT_EQ(fabrion("check " + example("two-switches") + " >/dev/null").status, 0);
   EXPECT_EQ(fabrion("check /nowhere.yaml 2>/dev/null").status, 2);
+}
+
+TEST(RunStatus, IsOneForAConflictOfVnisAndNotForAWarning) {
+  const std::string conflict = written("vnis.yaml", twoVnis);
+  EXPECT_EQ(fabrion("run" + module + conflict + " >/dev/null").status, 0);
+  EXPECT_EQ(fabrion("run --strict" + module + conflict + " >/dev/null").status, 1);
+  const std::string warning = written("warned.yaml", warned);
+  const Exit exit = fabrion("run --strict" + module + warning + " 2>&1 >/dev/null");
+  EXPECT_EQ(exit.status, 0);
+  EXPECT_EQ(exit.out, warningIn(warning));
 }
 
 TEST(RunStatus, IsTwoForMisuse) {
