@@ -238,7 +238,8 @@ Exit whileWatching(const std::string& folder, const std::string& options,
 const std::string leaf =
     "fabrion: 1\n"
     "switches: {leaf1: {ports: 'e[1-3]', vteps: vtep1}}\n"
-    "requests: [{client: acme, switch: leaf1, port: e1, vlans: 10, vnis: {10: 5010}}]\n";
+    "requests:\n"
+    "  - {client: acme, switch: leaf1, port: e1, vlans: 10, vnis: {10: 5010}}\n";
 
 class ErrorsWhileWatching : public testing::Test {
  protected:
@@ -274,6 +275,30 @@ TEST_F(ErrorsWhileWatching, AFurtherJournalLeavesTheOutputsAlone) {
   EXPECT_NE(textOfFile(folder_ / "out").find("The journal goes on in journal.2.\n"),
             std::string::npos);
   EXPECT_EQ(textOfFile(folder_ / "journal.1").substr(0, 12), "{\n  \"switch\"");
+}
+
+TEST_F(ErrorsWhileWatching, MistakesAndWarningsOfAnEditAreToldAsAtTheStart) {
+  folder_.with("bad.yaml", "fabrion: 1\nswitches: {leaf1: {port: e1}}\n");
+  folder_.with("warned.yaml",
+               leaf + "  - {client: blue, switch: leaf1, port: e1, vlans: 10, domains: acme}\n");
+  const auto told = [](const std::string& words) {
+    return "until grep -qs '" + words + "' err; do sleep 0.02; done; ";
+  };
+  const Exit exit = whileWatching(folder_.path, "",
+                                  "mv bad.yaml leaf.yaml; " + told("stays as it is") +
+                                      "mv warned.yaml leaf.yaml; " + told("warning") +
+                                      "until grep -qs 'Edit 1' out; do sleep 0.02; done; kill $!");
+  EXPECT_EQ(exit.out,
+            watching_ +
+                "leaf.yaml:2:20: unknown key 'port' in switch 'leaf1'; did you mean 'ports'?\n"
+                "fabrion: the documents have mistakes; what runs stays as it is\n"
+                "leaf.yaml:5:65: warning: domain 'acme' on VLAN 10 is named like client 'acme', "
+                "which has VNIs on that VLAN at leaf.yaml:4:63; the model keeps the VNIs of both "
+                "alive by that one name, so that the one that goes takes those of the other with "
+                "it\n"
+                "fabrion: ended after 1 edit; 0 left something behind, 0 had the controller built "
+                "anew\n");
+  EXPECT_EQ(exit.status, 0);
 }
 
 TEST_F(ErrorsWhileWatching, AReportThatCannotBeWrittenEndsIt) {
