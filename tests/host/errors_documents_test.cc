@@ -117,6 +117,8 @@ TEST(ErrorsOfDocuments, SwitchesAndHosts) {
        {"f:2:9: a host named 'fabrion'; expected another name, since the agent keeps entries of "
         "the model alive by that one"}},
       {"hosts:\n", {"f:2:1: nothing" + names}},
+      {"switches: {s: {ports: e1, vteps: ''}}\n",
+       {"f:2:34: an empty name, as a VTEP of switch 's'"}},
       {"switches: {a: {hostname: e1, ports: e1}}\n",
        {"f:2:26: switch 'a' has the hostname 'e1' and a port of that name, at f:2:37; expected two "
         "names, since each keeps VLANs of the switch alive by its name"}},

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "host/Module.h"
 #include "host/PlanCommand.h"
 #include "host/RenderCommand.h"
+#include "host/Why.h"
 #include "host/WhyCommand.h"
 #include "platform/Velo/Exceptions.h"
 #include "platform/Velo/Type.h"
@@ -79,6 +81,17 @@ TEST(ErrorsOfOperations, AnotherModuleIsNoMatterOfTheOperation) {
       EXPECT_STREQ(error.what(), "the module has no type Fabrion::Agent::TopologySm");
     }
     EXPECT_EQ(out.str() + err.str(), "");
+  }
+}
+
+// The command looks for the switch first; whoever asks otherwise is told as well.
+TEST(ErrorsOfOperations, AnExplanationIsOfASwitchThatThereIs) {
+  const Controller controller(empty);
+  try {
+    explain(Fabric{}, controller, {"leaf", {}, {}});
+    FAIL();
+  } catch (const std::out_of_range& error) {
+    EXPECT_STREQ(error.what(), "the fabric has no switch leaf");
   }
 }
 
