@@ -8,6 +8,7 @@
 #include "host/Derivation.h"
 #include "host/OutputDifference.h"
 #include "host/OutputsJson.h"
+#include "host/Progress.h"
 
 namespace Fabrion::Host {
 
@@ -29,15 +30,19 @@ std::size_t switchesIn(const FabricOutputs& a, const FabricOutputs& b) {
 
 Outcome audit(const AuditOptions& options, std::ostream& out, std::ostream& err,
               const Velo::VeloModule& module) {
-  const std::optional<Fabric> fabric = readOrTell(options.documents, err);
+  const std::optional<Fabric> fabric = readOrTell(options.documents, err, options.terminal);
   if (!fabric) return Outcome::mistake;
   try {
     const FabricOutputs before = readOutputs(options.against);
-    const FabricOutputs after = outputsOf(*fabric, module);
+    FabricOutputs after;
+    {
+      Progress progress(err, options.terminal);
+      after = outputsOf(*fabric, module, progress.of("Applying"));
+    }
     const std::vector<OutputDifference> differences = differencesOf(before, after);
     out << (options.format == ReportFormat::json
                 ? auditJson(differences).dump(2) + '\n'
-                : auditText(differences, switchesIn(before, after)))
+                : auditText(differences, switchesIn(before, after), options.terminal.colours))
         << std::flush;
     if (!out) {
       say(err, "the report cannot be written");

@@ -8,6 +8,7 @@
 
 #include "host/Outcome.h"
 #include "host/RunCommand.h"
+#include "host/Terminal.h"
 
 namespace Fabrion::Host {
 
@@ -16,6 +17,7 @@ struct AuditOptions {
   // Outputs as JSON (OutputsJson.h); `-` for the standard input.
   std::string against;
   ReportFormat format = ReportFormat::text;
+  Terminal terminal = {};
 };
 
 // Tells on `out` what leads from the outputs given to those of the fabric. `difference` if there is

@@ -16,7 +16,8 @@ constexpr int version = 1;
 
 }  // namespace
 
-std::string auditText(const std::vector<OutputDifference>& differences, std::size_t switches) {
+std::string auditText(const std::vector<OutputDifference>& differences, std::size_t switches,
+                      bool colours) {
   std::set<std::string> differing;
   for (const OutputDifference& one : differences) differing.insert(one.switchName);
   const std::string compared = counted(switches, "switch", "switches") + " compared";
@@ -24,6 +25,7 @@ std::string auditText(const std::vector<OutputDifference>& differences, std::siz
   DifferenceWords words;
   words.switchAdded = "the switch: it is not among the outputs given";
   words.switchRemoved = "the switch: no document has it";
+  words.colours = colours;
   return textOf(differences, words) + "\n" + std::to_string(differing.size()) +
          (differing.size() == 1 ? " differs; " : " differ; ") + compared + ".\n";
 }

@@ -6,11 +6,16 @@
 
 #include "host/Counted.h"
 #include "host/FabricDocument.h"
+#include "host/Progress.h"
 
 namespace Fabrion::Host {
 
-std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ostream& err) {
-  FabricOrProblems read = readFabric(files);
+std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ostream& err,
+                                 const Terminal& terminal) {
+  FabricOrProblems read = [&] {
+    Progress progress(err, terminal);
+    return readFabric(files, progress.of("Reading", "documents"));
+  }();
   if (auto* const fabric = std::get_if<Fabric>(&read)) {
     for (const Problem& warning : read.warnings) err << toString(warning) + '\n' << std::flush;
     return std::move(*fabric);
@@ -22,8 +27,9 @@ std::optional<Fabric> readOrTell(const std::vector<std::string>& files, std::ost
   return std::nullopt;
 }
 
-Outcome check(const std::vector<std::string>& files, std::ostream& out, std::ostream& err) {
-  const std::optional<Fabric> fabric = readOrTell(files, err);
+Outcome check(const std::vector<std::string>& files, std::ostream& out, std::ostream& err,
+              const Terminal& terminal) {
+  const std::optional<Fabric> fabric = readOrTell(files, err, terminal);
   if (!fabric) return Outcome::mistake;
   std::string names;
   for (const std::string& file : files) names += (names.empty() ? "" : ", ") + file;

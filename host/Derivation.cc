@@ -37,9 +37,10 @@ Derived derive(const Fabric& fabric, const Velo::VeloModule& module, const After
   return {reportOf(fabric, controller), outputsOf(controller)};
 }
 
-FabricOutputs outputsOf(const Fabric& fabric, const Velo::VeloModule& module) {
+FabricOutputs outputsOf(const Fabric& fabric, const Velo::VeloModule& module,
+                        const AfterEach& after) {
   Controller controller(module);
-  applyAll(FabricChange().to(fabric), controller);
+  applyAll(FabricChange().to(fabric), controller, nullptr, after);
   return outputsOf(controller);
 }
 

@@ -40,6 +40,7 @@ struct Derived {
 Derived derive(const Fabric& fabric, const Velo::VeloModule& module, const AfterEach& after = {});
 
 // The outputs of the same alone.
-FabricOutputs outputsOf(const Fabric& fabric, const Velo::VeloModule& module);
+FabricOutputs outputsOf(const Fabric& fabric, const Velo::VeloModule& module,
+                        const AfterEach& after = {});
 
 }  // namespace Fabrion::Host

@@ -12,6 +12,7 @@
 #include "host/FabricChange.h"
 #include "host/FabricPicture.h"
 #include "host/FabricSvg.h"
+#include "host/Progress.h"
 #include "host/Report.h"
 #include "host/RunFiles.h"
 
@@ -35,10 +36,13 @@ Outcome draw(const DrawOptions& options, std::ostream& out, std::ostream& err,
   };
   try {
     keepDocuments(options.output, "the picture", options.documents);
-    const std::optional<Fabric> fabric = readOrTell(options.documents, err);
+    const std::optional<Fabric> fabric = readOrTell(options.documents, err, options.terminal);
     if (!fabric) return Outcome::mistake;
     Controller controller(module);
-    applyAll(FabricChange().to(*fabric), controller);
+    {
+      Progress progress(err, options.terminal);
+      applyAll(FabricChange().to(*fabric), controller, nullptr, progress.of("Applying"));
+    }
     const std::string svg = svgOf(pictureOf(*fabric, reportOf(*fabric, controller)));
     if (options.output != "-") {
       writePicture(options.output, svg);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/Outcome.h"
+#include "host/Terminal.h"
 #include "platform/Velo/Module.h"
 
 namespace Fabrion::Host {
@@ -14,6 +15,7 @@ namespace Fabrion::Host {
 struct DrawOptions {
   std::vector<std::string> documents;
   std::string output;  // a file, or - for `out`
+  Terminal terminal = {};
 };
 
 // With a mistake in a document nothing is drawn, and the file stays as it is. Raises ModuleError

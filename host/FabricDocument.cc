@@ -93,7 +93,8 @@ FabricOrProblems parseFabric(const std::vector<DocumentText>& documents) {
   return judged(written, mistakes, files);
 }
 
-FabricOrProblems readFabric(const std::vector<std::string>& files) {
+FabricOrProblems readFabric(const std::vector<std::string>& files,
+                            const std::function<void(std::size_t, std::size_t)>& after) {
   Mistakes mistakes(files);
   WrittenFabric written;
   for (std::size_t i = 0; i < files.size(); ++i) {
@@ -103,6 +104,7 @@ FabricOrProblems readFabric(const std::vector<std::string>& files) {
     } else {
       written.whole = false;
     }
+    if (after) after(i + 1, files.size());
   }
   return judged(written, mistakes, files);
 }

@@ -3,6 +3,8 @@
 // them how). This header is all that the rest of the host sees of it. `FabricParser.h` reads the
 // YAML, `NameChecks.h` holds the names against each other, and nothing outside knows of either.
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -42,8 +44,10 @@ struct FabricOrProblems : std::variant<Fabric, std::vector<Problem>> {
 // names may be used in one file that another declares. Lists of the fabric stand in the order
 // written, file after file. A file that cannot be read is a problem like any other; nothing is
 // thrown but std::bad_alloc. What a document may make of itself is bounded (see `Limits.h`),
-// whatever it says.
-FabricOrProblems readFabric(const std::vector<std::string>& files);
+// whatever it says. `after`, where given, is told after each file how many of how many are read.
+FabricOrProblems readFabric(
+    const std::vector<std::string>& files,
+    const std::function<void(std::size_t done, std::size_t all)>& after = {});
 
 // The same for texts that are in memory already.
 FabricOrProblems parseFabric(const std::vector<DocumentText>& documents);

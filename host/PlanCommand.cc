@@ -22,19 +22,14 @@ void say(std::ostream& err, const std::string& words) {
 Outcome plan(const PlanOptions& options, std::ostream& out, std::ostream& err,
              const Velo::VeloModule& module) {
   // Both are read before either is refused, so that all mistakes are told.
-  const std::optional<Fabric> before = readOrTell(options.oldDocuments, err);
-  const std::optional<Fabric> after = readOrTell(options.newDocuments, err);
+  const std::optional<Fabric> before = readOrTell(options.oldDocuments, err, options.terminal);
+  const std::optional<Fabric> after = readOrTell(options.newDocuments, err, options.terminal);
   if (!before || !after) return Outcome::mistake;
   Plan found;
   try {
-    Progress progress(err, options.terminal.progress);
-    const auto derived = [&](const Fabric& fabric, const char* what) {
-      return derive(fabric, module, [&progress, what](std::size_t done, std::size_t all) {
-        progress.at(what, done, all);
-      });
-    };
-    const Derived was = derived(*before, "Old documents");
-    found = planOf(was, derived(*after, "New documents"));
+    Progress progress(err, options.terminal);
+    const Derived was = derive(*before, module, progress.of("Old documents"));
+    found = planOf(was, derive(*after, module, progress.of("New documents")));
   } catch (const OperationFailed& error) {
     say(err, error.what());
     return Outcome::mistake;

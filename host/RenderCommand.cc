@@ -6,6 +6,7 @@
 #include "host/CheckCommand.h"
 #include "host/Derivation.h"
 #include "host/FabricText.h"
+#include "host/Progress.h"
 #include "host/Rendering.h"
 
 namespace Fabrion::Host {
@@ -55,13 +56,14 @@ std::string rendered(const std::vector<const Node*>& nodes, const FabricOutputs&
 
 Outcome render(const RenderOptions& options, std::ostream& out, std::ostream& err,
                const Velo::VeloModule& module) {
-  const std::optional<Fabric> fabric = readOrTell(options.documents, err);
+  const std::optional<Fabric> fabric = readOrTell(options.documents, err, options.terminal);
   if (!fabric) return Outcome::mistake;
   const std::vector<const Node*> nodes = chosen(*fabric, options, err);
   if (nodes.empty() && options.switchName) return Outcome::mistake;
   FabricOutputs outputs;
   try {
-    outputs = outputsOf(*fabric, module);
+    Progress progress(err, options.terminal);
+    outputs = outputsOf(*fabric, module, progress.of("Applying"));
   } catch (const OperationFailed& error) {
     say(err, error.what());
     return Outcome::mistake;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/Outcome.h"
+#include "host/Terminal.h"
 #include "platform/Velo/Module.h"
 #include "platform/Velo/Types.h"
 
@@ -20,6 +21,7 @@ struct RenderOptions {
   RenderTarget target = RenderTarget::ovs;
   // Nothing for all of them.
   std::optional<std::string> switchName = {};
+  Terminal terminal = {};
 };
 
 // Commands, or JSON: of one switch its configuration, of all an object of them by name. What the

@@ -1,5 +1,7 @@
 #include "host/Replay.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +12,7 @@
 #include "host/BadJournal.h"
 #include "host/Controller.h"
 #include "host/JournalReader.h"
+#include "host/Progress.h"
 #include "host/TextTrace.h"
 #include "platform/Velo/Exceptions.h"
 
@@ -32,16 +35,24 @@ class Replay {
  public:
   Replay(const ReplayOptions& options, std::ostream& out, std::ostream& err,
          const Velo::VeloModule& module)
-      : options_(options), out_(out), err_(err) {
+      : options_(options),
+        out_(out),
+        err_(err),
+        progress_(err, options.terminal.progress && !options.traceLevel,
+                  options.terminal.patience) {
     if (options.traceLevel) trace_.emplace(err, *options.traceLevel);
     controller_.emplace(module);
   }
 
   ExitStatus run(std::istream& lines) {
     std::string text;
+    std::size_t done = 0;
     for (U64 line = 1; next(lines, text); ++line) {
       try {
-        if (const std::optional<Operation> operation = operationOf(text)) run(*operation, line);
+        if (const std::optional<Operation> operation = operationOf(text)) {
+          run(*operation, line);
+          progress_.at("Replaying", ++done);
+        }
       } catch (const BadJournal& bad) {
         // What stands ends without a trace.
         trace_.reset();
@@ -81,12 +92,17 @@ class Replay {
     if (std::holds_alternative<Op::Dump>(operation)) say(out_, controller_->dump());
   }
 
-  // In one piece: a standard stream without a buffer would be written bit by bit.
-  static void say(std::ostream& out, const std::string& line) { out << line + '\n' << std::flush; }
+  // In one piece: a standard stream without a buffer would be written bit by bit. Both streams may
+  // be the terminal that shows the progress.
+  void say(std::ostream& out, const std::string& line) {
+    progress_.hide();
+    out << line + '\n' << std::flush;
+  }
 
   const ReplayOptions& options_;
   std::ostream& out_;
   std::ostream& err_;
+  Progress progress_;
   std::optional<TextTrace> trace_;
   std::optional<Controller> controller_;  // ends before the trace
 };
@@ -99,7 +115,12 @@ ExitStatus replay(const ReplayOptions& options, std::istream& lines, std::ostrea
 }
 
 ExitStatus replay(const ReplayOptions& options, const Velo::VeloModule& module) {
-  if (options.journal == "-") return replay(options, std::cin, std::cout, std::cerr, module);
+  if (options.journal == "-") {
+    ReplayOptions read = options;
+    // Not between the lines of who types the journal.
+    if (isatty(STDIN_FILENO) == 1) read.terminal.progress = false;
+    return replay(read, std::cin, std::cout, std::cerr, module);
+  }
   std::ifstream lines(options.journal, std::ios::binary);
   if (!lines) {
     std::cerr << "fabrion: " + options.journal + ": " + std::strerror(errno) + "\n";

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "host/Terminal.h"
 #include "platform/Velo/Module.h"
 
 namespace Fabrion::Host {
@@ -16,6 +17,8 @@ struct ReplayOptions {
   std::string journal;
   // Levels 0 to this one are traced; nothing for no trace at all.
   std::optional<U32> traceLevel = {};
+  // Progress goes to the standard error, and not into a trace.
+  Terminal terminal = {};
 };
 
 // Exit statuses of the program.

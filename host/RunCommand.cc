@@ -31,7 +31,7 @@ Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
   // Before the documents are read, so that no edit goes unnoticed.
   std::optional<FileWatch> files;
   if (options.watch) files.emplace(options.documents);
-  const std::optional<Fabric> fabric = readOrTell(options.documents, err);
+  const std::optional<Fabric> fabric = readOrTell(options.documents, err, options.terminal);
   if (!fabric) return Outcome::mistake;
   Controller controller(module);
   try {
@@ -45,10 +45,9 @@ Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
     // Ends before the controller: the report is on what stands, not on its end.
     std::optional<TextTrace> trace;
     if (options.traceLevel) trace.emplace(err, *options.traceLevel);
-    Progress progress(err, options.terminal.progress && !trace);
-    applyAll(
-        FabricChange().to(*fabric), controller, record ? &*record : nullptr,
-        [&progress](std::size_t done, std::size_t all) { progress.at("Applying", done, all); });
+    Progress progress(err, options.terminal.progress && !trace, options.terminal.patience);
+    applyAll(FabricChange().to(*fabric), controller, record ? &*record : nullptr,
+             progress.of("Applying"));
     if (options.outputs) writeOutputs(*options.outputs, outputsOf(controller));
   } catch (const FileError& error) {
     say(err, error.what());

@@ -11,12 +11,19 @@ Terminal terminalOfProcess() {
   // Nothing in this process writes the environment.
   const char* const noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
   const char* const term = std::getenv("TERM");         // NOLINT(concurrency-mt-unsafe)
-  return {coloursWanted(isatty(STDOUT_FILENO) == 1, noColor, term), isatty(STDERR_FILENO) == 1};
+  Terminal terminal;
+  terminal.colours = coloursWanted(isatty(STDOUT_FILENO) == 1, noColor, term);
+  terminal.progress = isatty(STDERR_FILENO) == 1 && knowsCodes(term);
+  return terminal;
+}
+
+bool knowsCodes(const char* term) {
+  const std::string_view kind = term == nullptr ? "" : term;
+  return !kind.empty() && kind != "dumb";
 }
 
 bool coloursWanted(bool terminal, const char* noColor, const char* term) {
-  const std::string_view kind = term == nullptr ? "" : term;
-  return terminal && (noColor == nullptr || *noColor == '\0') && !kind.empty() && kind != "dumb";
+  return terminal && (noColor == nullptr || *noColor == '\0') && knowsCodes(term);
 }
 
 std::string painted(const std::string& text, Colour colour, bool colours) {

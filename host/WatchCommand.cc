@@ -58,7 +58,10 @@ class Watching {
   void look() {
     const bool wereGone = !gone_.empty();
     if (someAreGone()) return;
-    FabricOrProblems read = readFabric(options_.documents);
+    FabricOrProblems read = [&] {
+      Progress progress(err_, options_.terminal);
+      return readFabric(options_.documents, progress.of("Reading", "documents"));
+    }();
     if (auto* const problems = std::get_if<std::vector<Problem>>(&read)) {
       tell(std::move(*problems), "the documents have mistakes; what runs stays as it is");
       return;
@@ -94,8 +97,8 @@ class Watching {
   void traced(F f) {
     std::optional<TextTrace> trace;
     if (options_.traceLevel) trace.emplace(err_, *options_.traceLevel);
-    Progress progress(err_, options_.terminal.progress && !trace);
-    f([&progress](std::size_t done, std::size_t all) { progress.at("Applying", done, all); });
+    Progress progress(err_, options_.terminal.progress && !trace, options_.terminal.patience);
+    f(progress.of("Applying"));
   }
 
   void writeOutputFile() {
@@ -127,10 +130,8 @@ class Watching {
   void follow(const Fabric& next) {
     std::optional<Derived> fresh;
     try {
-      Progress progress(err_, options_.terminal.progress);
-      fresh = derive(next, module_, [&progress](std::size_t done, std::size_t all) {
-        progress.at("Looking ahead", done, all);
-      });
+      Progress progress(err_, options_.terminal);
+      fresh = derive(next, module_, progress.of("Looking ahead"));
     } catch (const OperationFailed& failed) {
       say(failed.what() + std::string("; what runs stays as it is"));
       return;

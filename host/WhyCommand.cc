@@ -13,6 +13,7 @@
 #include "host/Derivation.h"
 #include "host/FabricChange.h"
 #include "host/FabricText.h"
+#include "host/Progress.h"
 #include "host/Why.h"
 #include "host/WhyJson.h"
 #include "host/WhyText.h"
@@ -107,12 +108,15 @@ Outcome why(const WhyOptions& options, std::ostream& out, std::ostream& err,
   };
   try {
     const Words words = wordsOf(options.words);
-    const std::optional<Fabric> fabric = readOrTell(words.documents, err);
+    const std::optional<Fabric> fabric = readOrTell(words.documents, err, options.terminal);
     if (!fabric) return Outcome::mistake;
     const Node& node = switchOf(*fabric, words.switchName);
     if (words.port) checkPort(node, *words.port);
     Controller controller(module);
-    applyAll(FabricChange().to(*fabric), controller);
+    {
+      Progress progress(err, options.terminal);
+      applyAll(FabricChange().to(*fabric), controller, nullptr, progress.of("Applying"));
+    }
     const Explanation explanation =
         explain(*fabric, controller, {words.switchName, words.port, words.vlan});
     // Names of files may hold any bytes.

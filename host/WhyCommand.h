@@ -8,6 +8,7 @@
 
 #include "host/Outcome.h"
 #include "host/RunCommand.h"
+#include "host/Terminal.h"
 #include "platform/Velo/Module.h"
 
 namespace Fabrion::Host {
@@ -17,6 +18,7 @@ struct WhyOptions {
   // that follows it and ends in .yaml, .yml or .json.
   std::vector<std::string> words;
   ReportFormat format = ReportFormat::text;
+  Terminal terminal = {};
 };
 
 // The explanation goes to `out`, mistakes and faults to `err`. That a port does not have the VLAN

@@ -23,6 +23,13 @@ TEST(Terminal, ColoursTakeATerminalThatKnowsThemAndNobodyAgainstThem) {
   EXPECT_FALSE(coloursWanted(true, nullptr, nullptr));
 }
 
+TEST(Terminal, CodesAreForTerminalsThatHaveAName) {
+  EXPECT_TRUE(knowsCodes("xterm"));
+  EXPECT_FALSE(knowsCodes("dumb"));
+  EXPECT_FALSE(knowsCodes(""));
+  EXPECT_FALSE(knowsCodes(nullptr));
+}
+
 TEST(Terminal, PaintsWhereColoursAreWanted) {
   EXPECT_EQ(painted("+ e1", Colour::green, true), "\033[32m+ e1\033[0m");
   EXPECT_EQ(painted("- e1", Colour::red, true), "\033[31m- e1\033[0m");
@@ -40,6 +47,25 @@ TEST(Progress, IsALineThatGoesWhenTheWorkIsDone) {
     EXPECT_EQ(out.str(), "\r\033[KApplying: 12% of 8 operations");
   }
   EXPECT_EQ(out.str(), "\r\033[KApplying: 12% of 8 operations\r\033[K");
+}
+
+TEST(Progress, CountsWhatHasNoKnownEndAndMakesRoomForOtherText) {
+  std::ostringstream out;
+  {
+    Progress progress(out, true, {});
+    progress.at("Replaying", 1);
+    progress.hide();
+    progress.hide();
+    out << "text\n";
+  }
+  EXPECT_EQ(out.str(), "\r\033[KReplaying: 1 operation\r\033[Ktext\n");
+}
+
+TEST(Progress, CountsForWhoKnowsTheStepsAlone) {
+  std::ostringstream out;
+  Progress progress(out, {false, true, std::chrono::milliseconds(0)});
+  progress.of("Reading", "documents")(1, 3);
+  EXPECT_EQ(out.str(), "\r\033[KReading: 33% of 3 documents");
 }
 
 TEST(Progress, GoesOnAfterAWhile) {
