@@ -1,6 +1,6 @@
 #pragma once
-// The command line of the program. Each subcommand is declared by a function of its own in
-// CommandLine.cc; what it does stands in its own file (Replay.h), which knows nothing of options.
+// The command line of the program. Each command is declared by a function of its own in the folder
+// commandline/; what it does stands in its own file (Replay.h), which knows nothing of options.
 
 namespace Fabrion::Host {
 

@@ -1,0 +1,80 @@
+// Commands that compare: documents with documents, documents with what switches have.
+
+#include <iostream>
+#include <memory>
+
+#include "host/AuditCommand.h"
+#include "host/PlanCommand.h"
+#include "host/commandline/Commands.h"
+
+namespace Fabrion::Host {
+
+void addPlan(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("plan", "Show what a change of fabric documents would do");
+  const auto options = std::make_shared<PlanOptions>();
+  const auto both = std::make_shared<std::vector<std::string>>();
+  const auto format = std::make_shared<std::string>();
+  command->add_option("documents", *both, "The fabric before and after the change, a file each")
+      ->type_name("OLD NEW");
+  command->add_option("--old", options->oldDocuments, "Files that make up the fabric before")
+      ->type_name("FILE");
+  command->add_option("--new", options->newDocuments, "Files that make up the fabric after")
+      ->type_name("FILE");
+  addFormat(*command, *format, "the plan");
+  session.help(
+      *command,
+      {{done("Nothing would change."),
+        notDone(),
+        {3, "Something would change."},
+        {4, "Something would change, and a conflict would appear."}},
+       {{"What requests do to a fabric that had none, several files a side; exit status 3:",
+         "fabrion plan --old examples/lldp/topology.yaml "
+         "--new examples/lldp/topology.yaml examples/lldp/requests.yaml"},
+        {"An edit, before it is kept; exit status 3:",
+         "sed 's/20-22/20-23/' examples/two-switches.yaml > next.yaml; "
+         "fabrion plan examples/two-switches.yaml next.yaml"}}});
+  command->callback([&session, options, both, format] {
+    const bool named = !options->oldDocuments.empty() && !options->newDocuments.empty();
+    const bool none = options->oldDocuments.empty() && options->newDocuments.empty();
+    if (both->size() == 2 && none) {
+      options->oldDocuments = {both->front()};
+      options->newDocuments = {both->back()};
+    } else if (!both->empty() || !named) {
+      throw CLI::ValidationError("plan", "takes OLD NEW, or --old FILE... --new FILE...");
+    }
+    options->format = reportFormat(*format);
+    options->terminal = session.terminal;
+    session.is(
+        [&session, options] { return plan(*options, std::cout, std::cerr, session.module()); });
+  });
+}
+
+void addAudit(CLI::App& app, Session& session) {
+  CLI::App* const command =
+      app.add_subcommand("audit", "Hold outputs against what fabric documents ask for");
+  const auto options = std::make_shared<AuditOptions>();
+  const auto format = std::make_shared<std::string>();
+  addDocuments(*command, options->documents);
+  command
+      ->add_option("--against", options->against,
+                   "What the switches have, as `run --outputs` or a dump writes it; - for the "
+                   "standard input")
+      ->required()
+      ->type_name("FILE");
+  addFormat(*command, *format, "the report");
+  session.help(*command,
+               {{done("No differences."), notDone(), {3, "Differences."}},
+                {{"Keep what the switches get now:",
+                  "fabrion run --outputs now.json examples/two-switches.yaml"},
+                 {"Later, tell what differs by then; exit status 0, as here nothing does:",
+                  "fabrion audit --against now.json examples/two-switches.yaml"}}});
+  command->callback([&session, options, format] {
+    options->format = reportFormat(*format);
+    options->terminal = session.terminal;
+    session.is(
+        [&session, options] { return audit(*options, std::cout, std::cerr, session.module()); });
+  });
+}
+
+}  // namespace Fabrion::Host
