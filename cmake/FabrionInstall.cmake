@@ -1,5 +1,6 @@
-# What `cmake --install` puts in place for programs that embed Fabrion: libraries, module, program,
-# public headers, a CMake package and a pkg-config file. docs/embedding.md tells how they are used,
+# What `cmake --install` puts in place: the program with its manual page and completions, and for
+# programs that embed Fabrion libraries, module, public headers, a CMake package and a pkg-config
+# file. docs/embedding.md tells how they are used,
 # tests/embed/embed.sh holds them to it.
 #
 # The installed tree can be moved: whatever refers to another part of it does so from where it
@@ -61,6 +62,14 @@ install(TARGETS fabrion RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 fabrion_way(way "${CMAKE_INSTALL_BINDIR}" "${fabrion_modules}")
 set_source_files_properties("${PROJECT_SOURCE_DIR}/host/Module.cc" TARGET_DIRECTORY fabrion_host
   PROPERTIES COMPILE_DEFINITIONS FABRION_INSTALLED_MODULES="${way}")
+
+# --- manual page, completions --------------------------------------------------------------------
+
+# Written by the program as it is built: host/CMakeLists.txt.
+install(FILES "${PROJECT_BINARY_DIR}/share/man/man1/fabrion.1"
+  DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES "${PROJECT_BINARY_DIR}/share/bash-completion/completions/fabrion"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 
 # --- headers -------------------------------------------------------------------------------------
 

@@ -33,6 +33,8 @@ void addCommands(CLI::App& app, Session& session) {
   addReplay(app, session);
   addWhy(app, session);
   addWiring(app, session);
+  addCompletion(app, session);
+  addManual(app, session);
 }
 
 }  // namespace Fabrion::Host

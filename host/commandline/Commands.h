@@ -31,4 +31,8 @@ void addDiscover(CLI::App& app, Session& session);
 void addReplay(CLI::App& app, Session& session);
 void addWiring(CLI::App& app, Session& session);
 
+// ManualAndCompletion.cc
+void addCompletion(CLI::App& app, Session& session);
+void addManual(CLI::App& app, Session& session);
+
 }  // namespace Fabrion::Host

@@ -58,6 +58,11 @@ cp "$source/examples/two-switches.yaml" "$work"
 [[ "fabrion $(pkg-config --modversion fabrion)" == "$("$prefix/bin/fabrion" --version)"* ]] ||
   fail "program and package differ in their version"
 
+echo "manual page and completions are those of the program"
+"$prefix/bin/fabrion" man | same "$prefix/share/man/man1/fabrion.1" "fabrion man"
+"$prefix/bin/fabrion" completion bash |
+  same "$prefix/share/bash-completion/completions/fabrion" "fabrion completion bash"
+
 launcher=()
 if command -v ccache >/dev/null; then launcher=(ccache); fi
 
