@@ -2,6 +2,8 @@
 // A folder of a test's own in which command lines run as they would in the root of the source tree:
 // they find the examples, and leave behind nothing but what goes with the folder.
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <string>
 
@@ -21,7 +23,9 @@ inline std::string shellWord(const std::string& text) {
 
 class Scratch {
  public:
-  explicit Scratch(const std::string& name) : folder_(testing::TempDir() + name) {
+  // With the number of the process in its name: several checkouts may be tested at a time.
+  explicit Scratch(const std::string& name)
+      : folder_(testing::TempDir() + name + '-' + std::to_string(getpid())) {
     std::filesystem::remove_all(folder_);
     std::filesystem::create_directories(folder_);
     // A copy, so that nothing that a line does reaches the repository.

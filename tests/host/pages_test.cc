@@ -7,32 +7,110 @@
 #include <algorithm>
 #include <filesystem>
 #include <regex>
+#include <set>
 #include <sstream>
 
 #include "host/Module.h"
 #include "host/Replay.h"
 #include "host/RunCommand.h"
 #include "host/WhyCommand.h"
+#include "tests/host/Help.h"
+#include "tests/host/Scratch.h"
 #include "tests/host/Texts.h"
 
-#ifdef FABRION_MODULE
+#if defined(FABRION_BINARY) && defined(FABRION_MODULE)
 
 namespace Fabrion::Host {
 namespace {
 
 using Test::blocksOf;
+using Test::commandsOfProgram;
 using Test::inRepository;
 using Test::linesOf;
+using Test::Scratch;
+using Test::shellWord;
 using Test::textOfFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-// The golden files are held against runs in run_command_test.cc.
-TEST(Pages, TheReadmeShowsTheReportsOnTheExamples) {
-  EXPECT_THAT(blocksOf(textOfFile(inRepository("README.md")), "text"),
-              ElementsAre(textOfFile(inRepository("tests/data/two-switches.txt")),
-                          textOfFile(inRepository("tests/data/leaf-spine.txt"))));
+// What a user types on a page, and what comes of it.
+struct Step {
+  std::string line;    // behind the prompt
+  std::string output;  // `...` for what follows from the page and is left out
+};
+
+std::vector<Step> stepsOf(const std::string& block) {
+  std::vector<Step> steps;
+  for (const std::string& line : linesOf(block)) {
+    if (line.starts_with("$ ")) {
+      steps.push_back({line.substr(2), ""});
+    } else if (!steps.empty()) {
+      steps.back().output += line + '\n';
+    }
+  }
+  return steps;
+}
+
+// What `watch`, which runs in the background, adds to its report after `edit`, as soon as that ends
+// with the last line that the page has.
+std::string followed(const Scratch& scratch, const Step& watch, const Step& edit) {
+  std::string report = watch.line.substr(0, watch.line.size() - 2);  // without the &
+  const std::size_t option = report.find(" --watch");
+  if (option == std::string::npos) return watch.line + " follows nothing";
+  report.erase(option, 8);
+  const std::string until = "for ((i = 0; i < 600; ++i)); do if ";
+  const std::string pause = "; then break; fi; sleep 0.1; done; ";
+  return scratch
+      .bash(report + " >report; " + watch.line.substr(0, watch.line.size() - 2) +
+            " >shown 2>said & " + until + "cmp -s report shown" + pause + edit.line + "; " + until +
+            "[[ $(tail -n 1 shown) == " + shellWord(linesOf(edit.output).back()) + " ]]" + pause +
+            "kill $!; wait $!; tail -c +$(($(wc -c <report) + 1)) shown")
+      .out;
+}
+
+// What earlier lines of the page have written is there for the later ones.
+TEST(Pages, TheReadmeShowsEachCommandWithWhatItPrintsOnAScreen) {
+  const Scratch scratch("readme");
+  std::set<std::string> shown;
+  for (const std::string& block : blocksOf(textOfFile(inRepository("README.md")), "console")) {
+    EXPECT_LE(linesOf(block).size(), 40U) << block;
+    const std::vector<Step> steps = stepsOf(block);
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+      std::smatch command;
+      if (std::regex_search(steps[i].line, command, std::regex("^fabrion ([a-z]+( --watch)?)"))) {
+        shown.insert(command[1].str());
+      }
+      if (steps[i].line.ends_with(" &")) {
+        EXPECT_EQ(steps[i].output, "...\n");
+        ASSERT_LT(i + 1, steps.size());
+        EXPECT_EQ(followed(scratch, steps[i], steps[i + 1]), steps[i + 1].output);
+        ++i;
+      } else {
+        EXPECT_EQ(scratch.bash("{ " + steps[i].line + "; } 2>&1").out, steps[i].output)
+            << steps[i].line;
+      }
+    }
+  }
+  std::set<std::string> commands = commandsOfProgram();
+  // These two are told of where installing is.
+  commands.erase("man");
+  commands.erase("completion");
+  commands.insert("run --watch");
+  EXPECT_EQ(shown, commands);
+  // The picture is the one that the command beside it draws.
+  EXPECT_EQ(textOfFile(scratch.path("leaf-spine.svg")),
+            textOfFile(inRepository("examples/leaf-spine.svg")));
+  EXPECT_THAT(textOfFile(inRepository("README.md")), HasSubstr("](examples/leaf-spine.svg)"));
+}
+
+TEST(Pages, LinesOfTheReadmeFitAWindow) {
+  bool inside = false;
+  for (const std::string& line : linesOf(textOfFile(inRepository("README.md")))) {
+    if (line.starts_with("```")) inside = !inside;
+    if (inside || line.starts_with("|")) continue;
+    EXPECT_LE(line.size(), 120U) << line;
+  }
 }
 
 TEST(Pages, TheExampleOfTheRunOutputIsARun) {
@@ -85,17 +163,6 @@ TEST(Pages, TheExampleOfExplanationsIsExplained) {
                           answer({"leaf1", "e5", "300"}, ReportFormat::text)));
   EXPECT_THAT(blocksOf(page, "json"),
               ElementsAre(answer({"leaf1", "e5", "300"}, ReportFormat::json)));
-}
-
-TEST(Pages, TheReadmeExplainsAnExampleAsTheProgramDoes) {
-  const std::string file = "examples/leaf-spine.yaml";
-  const auto answer = [&](const std::string& switchName, const std::string& port,
-                          const std::string& vlan) {
-    return "$ fabrion why " + file + " " + switchName + " " + port + " " + vlan + "\n" +
-           answerTo({{inRepository(file), switchName, port, vlan}}, file);
-  };
-  EXPECT_THAT(blocksOf(textOfFile(inRepository("README.md")), "console"),
-              testing::Contains(answer("leaf2", "e4", "200") + answer("leaf1", "e8", "210")));
 }
 
 TEST(Pages, AnEventFlowsAsThePageTells) {

@@ -28,9 +28,7 @@ using Test::blocksOf;
 using Test::Exit;
 using Test::fabrion;
 using Test::inRepository;
-using Test::linesOf;
 using Test::RandomEdits;
-using Test::shell;
 using Test::textOfFile;
 using Test::written;
 
@@ -179,26 +177,6 @@ TEST(Plan, TheExampleOfThePageIsAPlan) {
   EXPECT_THAT(blocksOf(page, "text"), testing::ElementsAre(text.out));
   EXPECT_THAT(blocksOf(page, "json"),
               testing::ElementsAre(planned(documents[0], documents[1], ReportFormat::json).out));
-}
-
-TEST(Plan, TheReadmeShowsWhatAnEditOfTheExampleWouldDo) {
-  std::string screen;
-  for (const std::string& one : blocksOf(textOfFile(inRepository("README.md")), "console")) {
-    if (one.find("$ fabrion plan ") != std::string::npos) screen = one;
-  }
-  std::string typed;
-  std::string shown;
-  for (const std::string& line : linesOf(screen)) {
-    if (line.starts_with("$ ")) {
-      typed += line.substr(2) + "\n";
-    } else {
-      shown += line + "\n";
-    }
-  }
-  const std::string program =
-      "fabrion() { " FABRION_BINARY " --module " FABRION_MODULE " \"$@\"; }\n";
-  ASSERT_NE(shown, "");
-  EXPECT_EQ(shell("cd " FABRION_SOURCE_DIR "\n" + program + typed).out, shown);
 }
 
 // A module whose topology cannot be made.
