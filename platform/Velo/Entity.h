@@ -73,9 +73,9 @@ class Entity : public PtrInterface {
 
   void releaseIfOver();
 
-  mutable NotifieeList notifiees_;
   bool over_ = false;
   bool filed_ = false;
+  mutable NotifieeList notifiees_;
 };
 
 // A plain value or a pointer.

@@ -88,8 +88,8 @@ class HashMap2018 {
 
   // The element under the key, or null. Good until the collection is next changed, or longer while
   // an iterator stands on it. O(1).
-  Node* find(const Key& key) { return nodeAt(place(key, Hash<Key>::of(key))); }
-  const Node* find(const Key& key) const { return nodeAt(place(key, Hash<Key>::of(key))); }
+  Node* find(const Key& key) { return nodeAt(place(key)); }
+  const Node* find(const Key& key) const { return nodeAt(place(key)); }
 
   // The value under the key, or null; good as long as a node of find(). O(1).
   Value* lookup(const Key& key) {
@@ -105,10 +105,9 @@ class HashMap2018 {
   // the end. False, and nothing is changed, when the key is present; an
   // exception out of the allocation or a copy changes nothing either. Amortised O(1).
   bool insert(const Key& key, Value value) {
-    const U32 hash = Hash<Key>::of(key);
-    const Place at = place(key, hash);
+    const Place at = place(key);
     if (at.slot != none) return false;
-    append(at, hash, key, std::move(value));
+    append(at, key, std::move(value));
     return true;
   }
 
@@ -120,16 +119,15 @@ class HashMap2018 {
   template <class V>
   Change replace(const Key& key, V&& newValue) {
     Value value(std::forward<V>(newValue));
-    const U32 hash = Hash<Key>::of(key);
-    const Place at = place(key, hash);
+    const Place at = place(key);
     if (at.slot == none) {
-      append(at, hash, key, std::move(value));
+      append(at, key, std::move(value));
       return std::nullopt;
     }
     Node* node = nodeAt(at);
     if (core_.pinned(at.slot)) {
       core_.unpin(type);
-      node = nodeAt(place(key, hash));
+      node = nodeAt(place(key));
     }
     Change displaced(std::move(node->value_));
     std::destroy_at(&node->value_);
@@ -142,7 +140,7 @@ class HashMap2018 {
   // copied, so that it stays readable there; one that cannot be copied is moved all the same.
   // Amortised O(1).
   Change erase(const Key& key) {
-    const Place at = place(key, Hash<Key>::of(key));
+    const Place at = place(key);
     if (at.slot == none) return std::nullopt;
     Node* const node = nodeAt(at);
     if (core_.pinned(at.slot)) {
@@ -187,18 +185,20 @@ class HashMap2018 {
   using Place = Impl::HashMapCore::Place;
   static constexpr U32 none = Impl::HashMapBlock::none;
 
-  Place place(const Key& key, U32 hash) const {
-    return core_.find(type, hash, [&key](const void* node) {
-      return static_cast<const Node*>(node)->key_ == key;
-    });
+  Place place(const Key& key) const {
+    return core_.find(
+        type, [&key] { return Hash<Key>::of(key); },
+        [&key](const void* node) { return static_cast<const Node*>(node)->key_ == key; });
   }
   Node* nodeAt(Place at) const {
     return at.slot == none ? nullptr : static_cast<Node*>(core_.entry(type, at.slot));
   }
 
-  void append(Place at, U32 hash, const Key& key, Value&& value) {
-    ::new (core_.room(type, hash, at)) Node(key, std::move(value));
-    core_.commit(type, hash, at);
+  void append(Place at, const Key& key, Value&& value) {
+    if (core_.full()) [[unlikely]]
+      at = core_.make(type, Hash<Key>::of(key));
+    ::new (core_.room(type)) Node(key, std::move(value));
+    core_.commit(type, at);
   }
   static Change handOver(Node& node) {
     if constexpr (std::is_copy_constructible_v<Value>) {

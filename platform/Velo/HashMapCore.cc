@@ -22,37 +22,52 @@ constexpr U32 lastCapacity = 1U << 30;
 // Blocks
 
 HashMapBlock* HashMapCore::allocate(const HashMapType& type, U32 capacity) {
-  HashMapBlock shape{0, 0, 0, capacity, 0, nullptr};
+  const HashMapBlock shape(capacity);
   std::size_t bytes = sizeof(HashMapBlock) + shape.entriesEnd(type);
   if (shape.indexed() && !type.exact) bytes += std::size_t{capacity} * sizeof(U32);
-  if (capacity > 64) {
-    bytes += capacity / 8;
-    shape.live = bytes;
-  }
+  if (capacity > 64) bytes += capacity / 8;
   if (capacity > 64 && bytes > Quillo::slabMaxSize) {
     // Fresh memory of the system is zero, which spares the touch of an index as long as this.
     void* const memory = std::calloc(1, bytes);
     if (memory == nullptr) throw std::bad_alloc();
-    return ::new (memory) HashMapBlock(shape);
+    auto* const block = ::new (memory) HashMapBlock(capacity);
+    block->bytesIs(bytes);
+    return block;
   }
-  auto* const block = ::new (Quillo::slabAlloc(bytes)) HashMapBlock(shape);
-  // The index is all vacant then, and hashes of elements to come are compared before they are set.
-  std::memset(block->tail(), 0, block->entriesAt());
-  if (capacity > 64) std::memset(block->liveWords(type), 0, capacity / 8);
+  auto* const block = ::new (Quillo::slabAlloc(bytes)) HashMapBlock(capacity);
+  // Counts are zero then, the index is all vacant, and hashes of elements to come are compared
+  // before they are set.
+  std::memset(static_cast<void*>(block + 1), 0, block->entriesAt());
+  if (capacity > 64) {
+    block->bytesIs(bytes);
+    block->liveUpTo(type, 0);
+  }
   return block;
 }
 
 void HashMapWalker::release(HashMapBlock* block) noexcept {
-  if (block != nullptr && block->capacity > 64 && block->live > Quillo::slabMaxSize) {
+  if (block != nullptr && block->capacity() > 64 && block->bytes() > Quillo::slabMaxSize) {
     std::free(block);
   } else {
     Quillo::slabFreeOrStdFree(block);
   }
 }
 
+void HashMapBlock::liveUpTo(const HashMapType& type, U32 count) {
+  if (!indexed()) {
+    fewLive_ = static_cast<U8>((U32{1} << count) - 1);
+    return;
+  }
+  U64* const words = liveWords(type);
+  for (U32 word = 0; word < std::max(1U, capacity() / 64); ++word) {
+    const U32 left = count > word * 64 ? count - word * 64 : 0;
+    words[word] = left >= 64 ? ~U64{0} : (U64{1} << left) - 1;
+  }
+}
+
 U32 HashMapBlock::nextLiveAfterGap(const HashMapType& type, U32 from) {
   const U64* const words = liveWords(type);
-  const U32 end = (used + 63) / 64;
+  const U32 end = (counts().used + 63) / 64;
   U32 word = from / 64;
   U64 bits = words[word] & (~U64{0} << (from % 64));
   while (bits == 0) {
@@ -63,6 +78,7 @@ U32 HashMapBlock::nextLiveAfterGap(const HashMapType& type, U32 from) {
 }
 
 U32 HashMapBlock::rank(const HashMapType& type, U32 slot) {
+  if (!indexed()) return static_cast<U32>(std::popcount(fewLive_ & ((U32{1} << slot) - 1)));
   const U64* const words = liveWords(type);
   U32 count = 0;
   for (U32 word = 0; word < slot / 64; ++word)
@@ -98,7 +114,7 @@ void HashMapCore::makeRoom(const HashMapType& type) {
     block_ = allocate(type, firstCapacity);
     return;
   }
-  const U32 capacity = block_->capacity;
+  const U32 capacity = block_->capacity();
   if (block_->size <= capacity / 2) {
     if (block_->walkers == nullptr) return closeGaps(type);
     return settle(type, capacity);
@@ -150,17 +166,17 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
     walker->resume_ = from.rank(type, walker->settled() ? walker->slot_ : walker->resume_);
   }
   const bool asBytes = type.relocate == nullptr;
-  if (asBytes && !stoodIn && from.size == from.used) {
-    std::memcpy(to.entry(type, 0), from.entry(type, 0), std::size_t{from.used} * type.entrySize);
-    if (!type.exact || !to.indexed()) {
-      for (U32 slot = 0; slot < from.used; ++slot) to.hashes(type)[slot] = from.hashAt(type, slot);
+  if (asBytes && !stoodIn && from.size == from.used()) {
+    std::memcpy(to.entry(type, 0), from.entry(type, 0), std::size_t{from.size} * type.entrySize);
+    if (to.keepsHashes(type)) {
+      for (U32 slot = 0; slot < from.size; ++slot) to.hashes(type)[slot] = from.hashAt(type, slot);
     }
-    to.size = from.used;
+    to.size = from.size;
   } else {
-    for (U32 slot = from.nextLive(type, from.first); slot != HashMapBlock::none;
+    for (U32 slot = from.nextLive(type, from.first()); slot != HashMapBlock::none;
          slot = from.nextLive(type, slot + 1)) {
       const U32 rank = to.size++;
-      if (!type.exact || !to.indexed()) to.hashes(type)[rank] = from.hashAt(type, slot);
+      if (to.keepsHashes(type)) to.hashes(type)[rank] = from.hashAt(type, slot);
       if (stoodIn && to.isLive(type, rank)) continue;  // copied before
       if (asBytes) {
         std::memcpy(to.entry(type, rank), from.entry(type, slot), type.entrySize);
@@ -169,9 +185,8 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
       }
     }
   }
-  to.used = to.size;
-  for (U32 word = 0; word < to.size / 64; ++word) to.liveWords(type)[word] = ~U64{0};
-  if (to.size % 64 != 0) to.liveWords(type)[to.size / 64] = (U64{1} << (to.size % 64)) - 1;
+  to.usedIs(to.size);
+  to.liveUpTo(type, to.size);
   if (to.indexed()) {
     U32* const index = to.index();
     for (U32 slot = 0; slot < to.size; ++slot) {
@@ -188,10 +203,10 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
 void HashMapCore::closeGaps(const HashMapType& type) noexcept {
   HashMapBlock& block = *block_;
   U32 rank = 0;
-  for (U32 slot = block.nextLive(type, block.first); slot != HashMapBlock::none;
+  for (U32 slot = block.nextLive(type, block.first()); slot != HashMapBlock::none;
        slot = block.nextLive(type, slot + 1)) {
     if (slot != rank) {
-      if (!type.exact || !block.indexed()) block.hashes(type)[rank] = block.hashes(type)[slot];
+      if (block.keepsHashes(type)) block.hashes(type)[rank] = block.hashes(type)[slot];
       if (type.relocate == nullptr) {
         std::memcpy(block.entry(type, rank), block.entry(type, slot), type.entrySize);
       } else {
@@ -200,16 +215,12 @@ void HashMapCore::closeGaps(const HashMapType& type) noexcept {
     }
     ++rank;
   }
-  block.used = rank;
-  block.first = 0;
-  U64* const words = block.liveWords(type);
-  for (U32 word = 0; word < std::max(1U, block.capacity / 64); ++word) {
-    const U32 left = rank > word * 64 ? rank - word * 64 : 0;
-    words[word] = left >= 64 ? ~U64{0} : (U64{1} << left) - 1;
-  }
+  block.usedIs(rank);
+  block.firstIs(0);
+  block.liveUpTo(type, rank);
   if (!block.indexed()) return;
   U32* const index = block.index();
-  std::memset(index, 0, block.entriesAt());
+  std::memset(index, 0, block.indexBytes());
   for (U32 slot = 0; slot < rank; ++slot) {
     const U32 hash = block.hashAt(type, slot);
     index[vacancy(block, hash)] = block.wordOf(hash, slot);
@@ -228,7 +239,7 @@ bool HashMapCore::isPinned(U32 slot) const noexcept {
 
 HashMapCore::Place HashMapCore::first(const HashMapType& type) const {
   HashMapBlock& block = *block_;
-  const U32 slot = block.nextLive(type, block.first);
+  const U32 slot = block.nextLive(type, block.first());
   if (!block.indexed()) return {slot, 0};
   const U32 hash = block.hashAt(type, slot);
   const U32 word = block.wordOf(hash, slot);
@@ -248,24 +259,24 @@ void HashMapCore::tidyAfter(const HashMapType& type, U32 slot) noexcept {
     walker->resume_ = slot;
   }
   if (block.size == 0) {
-    block.first = block.used;
+    block.firstIs(block.used());
     if (block.walkers == nullptr) emptied();
     return;
   }
-  if (slot == block.first) block.first = block.nextLive(type, slot + 1);
+  if (slot == block.first()) block.firstIs(block.nextLive(type, slot + 1));
   // Slots behind the last element are used again at once, if no pinned entry may stand there. Not
   // so with an index: that each slot is used once bounds the marks in it.
   if (!block.indexed()) {
-    if (slot + 1 == block.used && block.walkers == nullptr) {
-      do {
-        --block.used;
-      } while (!block.isLive(type, block.used - 1));
+    if (slot + 1 == block.used() && block.walkers == nullptr) {
+      U32 used = slot;
+      while (!block.isLive(type, used - 1)) --used;
+      block.usedIs(used);
     }
     return;
   }
   // Mostly gaps, which a walk has to pass: closes them, in a smaller block. That is a saving, not a
   // need, so without memory for it the present one stays.
-  if (block.size < block.used / 4) {
+  if (block.size < block.used() / 4) {
     try {
       settle(type, std::max(HashMapBlock::smallCapacity, std::bit_ceil(2 * block.size)));
     } catch (...) {
@@ -280,8 +291,8 @@ void HashMapCore::emptied() noexcept {
     block_ = nullptr;
     return;
   }
-  block_->used = 0;
-  block_->first = 0;
+  block_->usedIs(0);
+  block_->firstIs(0);
 }
 
 // -------------------------------------------------------------------------------------------------

@@ -5,12 +5,12 @@
 // what a lookup or a step runs through is inline here.
 //
 // Slots [0, used) hold the entries in order of insertion; a removed one leaves a gap, which the
-// bits of `live` tell. Up to 8 slots a lookup compares all hashes at once. Above, an index of
-// 2 * capacity words serves it, in buckets of eight that are compared at once: a word has the
-// slot's number in its low bits and bits of the hash above, so that a mismatch is seen without a
-// look at the entry. A search goes on to the next bucket while there is no vacant word. Removal
-// marks a word of a bucket without one; the marks go when the slots are used up, before they can
-// crowd the index.
+// live bits tell. Most collections of a fabric hold an element or two: they are searched by their
+// keys alone. Up to 8 slots a lookup compares all hashes at once. Above, an index of 2 * capacity
+// words serves it, in buckets of eight that are compared at once: a word has the slot's number in
+// its low bits and bits of the hash above, so that a mismatch is seen without a look at the entry.
+// A search goes on to the next bucket while there is no vacant word. Removal marks a word of a
+// bucket without one; the marks go when the slots are used up, before they can crowd the index.
 //
 // An entry on which a walker stands is pinned: it stays where it is until the walker has left, also
 // when it is removed, or when the collection moves to another block. Such a block, retired, belongs
@@ -46,18 +46,15 @@ struct HashMapType {
 
 class HashMapWalker;
 
+//  tiny:     head | entries[1 or 2]
 //  small:    head | hashes[4 or 8] | entries[capacity]
-//  indexed:  head | index[2 * capacity] | entries[capacity] | hashes[capacity] unless exact
-//                                                           | live bits[capacity] above 64
-struct HashMapBlock {
-  U32 size;
-  U32 used;
-  U32 first;
-  U32 capacity;            // a power of two
-  U64 live;                // the bits of up to 64 slots; of more the bytes of the block
-  HashMapWalker* walkers;  // the youngest; of the block that the collection has now
-
-  static constexpr U32 smallCapacity = 8;
+//  indexed:  head | counts | index[2 * capacity] | entries[capacity]
+//                          | hashes[capacity] unless exact | live bits[capacity] above 64
+class HashMapBlock {
+ public:
+  static constexpr U32 tinyLog = 1;
+  static constexpr U32 smallLog = 3;
+  static constexpr U32 smallCapacity = 1U << smallLog;
   // Never a slot's number.
   static constexpr U32 none = 0xffffffffU;
   // Words of the index without a slot. A word with one has its top bit set.
@@ -66,65 +63,103 @@ struct HashMapBlock {
   static constexpr U32 taken = 0x80000000U;
   static constexpr U32 bucketSize = 8;
 
-  bool indexed() const { return capacity > smallCapacity; }
+  // Of a block with this capacity, a power of two, empty.
+  explicit HashMapBlock(U32 capacity) : capacityLog_(static_cast<U8>(std::countr_zero(capacity))) {}
+
+  HashMapWalker* walkers = nullptr;  // the youngest; of the block that the collection has now
+  U32 size = 0;
+
+  U32 capacity() const { return U32{1} << capacityLog_; }
+  bool tiny() const { return capacityLog_ <= tinyLog; }
+  bool indexed() const { return capacityLog_ > smallLog; }
+  // Slots in use, gaps among them included.
+  U32 used() const { return indexed() ? counts().used : fewUsed_; }
+  void usedIs(U32 used) {
+    if (indexed()) {
+      counts().used = used;
+    } else {
+      fewUsed_ = static_cast<U8>(used);
+    }
+  }
+  // The search for the first live slot may begin here.
+  U32 first() const { return indexed() ? counts().first : fewFirst_; }
+  void firstIs(U32 first) {
+    if (indexed()) {
+      counts().first = first;
+    } else {
+      fewFirst_ = static_cast<U8>(first);
+    }
+  }
+  // Of a block above 64 slots: its size in bytes.
+  U64 bytes() const { return counts().live; }
+  void bytesIs(U64 bytes) { counts().live = bytes; }
+
   // Of places in the index.
-  U32 placeMask() const { return 2 * capacity - 1; }
+  U32 placeMask() const { return 2 * capacity() - 1; }
   // Where the search for a hash begins.
   U32 bucketOf(U32 hash) const { return (hash * bucketSize) & placeMask(); }
-  U32 slotIn(U32 word) const { return word & (capacity - 1); }
-  U32 wordOf(U32 hash, U32 slot) const { return (hash & ~(capacity - 1)) | taken | slot; }
+  U32 slotIn(U32 word) const { return word & (capacity() - 1); }
+  U32 wordOf(U32 hash, U32 slot) const { return (hash & ~(capacity() - 1)) | taken | slot; }
 
-  char* tail() { return reinterpret_cast<char*>(this + 1); }
-  U32* index() { return reinterpret_cast<U32*>(tail()); }
+  // Of an indexed block.
+  U32* index() { return reinterpret_cast<U32*>(tail() + sizeof(Counts)); }
+  std::size_t indexBytes() const { return std::size_t{capacity()} * 8; }
+  // From the end of the head on.
   std::size_t entriesAt() const {
-    if (indexed()) return std::size_t{capacity} * 8;
-    return capacity == smallCapacity ? 32 : 16;
+    if (indexed()) return sizeof(Counts) + indexBytes();
+    return tiny() ? 0 : capacity() * sizeof(U32);
   }
   void* entry(const HashMapType& type, U32 slot) {
     return tail() + entriesAt() + std::size_t{slot} * type.entrySize;
   }
   std::size_t entriesEnd(const HashMapType& type) const {
-    return entriesAt() + std::size_t{capacity} * type.entrySize;
+    return entriesAt() + std::size_t{capacity()} * type.entrySize;
   }
-  // Of an indexed block only where the hash is not exact.
+  bool keepsHashes(const HashMapType& type) const { return indexed() ? !type.exact : !tiny(); }
+  // Only where hashes are kept.
   U32* hashes(const HashMapType& type) {
     return reinterpret_cast<U32*>(indexed() ? tail() + entriesEnd(type) : tail());
   }
-  U64* liveWords(const HashMapType& type) {
-    if (capacity <= 64) return &live;
-    const std::size_t hashBytes = type.exact ? 0 : std::size_t{capacity} * sizeof(U32);
-    return reinterpret_cast<U64*>(tail() + entriesEnd(type) + hashBytes);
+  U32 hashAt(const HashMapType& type, U32 slot) {
+    return keepsHashes(type) ? hashes(type)[slot] : type.hash(entry(type, slot));
   }
+
   bool isLive(const HashMapType& type, U32 slot) {
+    if (!indexed()) return ((fewLive_ >> slot) & 1) != 0;
     return ((liveWords(type)[slot / 64] >> (slot % 64)) & 1) != 0;
   }
   void liveIs(const HashMapType& type, U32 slot, bool alive) {
+    if (!indexed()) {
+      const U32 bit = U32{1} << slot;
+      fewLive_ = static_cast<U8>(alive ? fewLive_ | bit : fewLive_ & ~bit);
+      return;
+    }
     U64& word = liveWords(type)[slot / 64];
     const U64 bit = U64{1} << (slot % 64);
     word = alive ? word | bit : word & ~bit;
   }
+  // The slots below `count` are live, and no others.
+  void liveUpTo(const HashMapType& type, U32 count);
   // The first live slot from `from` on, or `none`. O(1) without gaps.
   U32 nextLive(const HashMapType& type, U32 from) {
-    if (from >= used) return none;
-    if (size == used) return from;
-    if (capacity <= 64) {
-      const U64 rest = live >> from;
+    if (!indexed()) {
+      const U32 rest = U32{fewLive_} >> from;
       return rest == 0 ? none : from + static_cast<U32>(std::countr_zero(rest));
     }
+    if (from >= counts().used) return none;
+    if (size == counts().used) return from;
     return nextLiveAfterGap(type, from);
   }
-  U32 nextLiveAfterGap(const HashMapType& type, U32 from);
   // Live slots below `slot`.
   U32 rank(const HashMapType& type, U32 slot);
-  U32 hashAt(const HashMapType& type, U32 slot) {
-    return type.exact && indexed() ? type.hash(entry(type, slot)) : hashes(type)[slot];
-  }
 
-  // The slots of a small block whose element has this hash, as bits.
-  U32 matches(U32 hash) {
-    U32 found = equal(index(), hash, ~0U);
-    if (capacity == smallCapacity) found |= equal(index() + 4, hash, ~0U) << 4;
-    return found & static_cast<U32>(live);
+  // The slots of a block without index that may hold the element with this hash, as bits.
+  U32 candidates(U32 hash) {
+    if (tiny()) return fewLive_;
+    const auto* const all = reinterpret_cast<const U32*>(tail());
+    U32 found = equal(all, hash, ~0U);
+    if (capacityLog_ == smallLog) found |= equal(all + 4, hash, ~0U) << 4;
+    return found & fewLive_;
   }
   // The words of a bucket that equal `word` in the bits of `mask`, as bits.
   static U32 inBucket(const U32* bucket, U32 word, U32 mask) {
@@ -132,6 +167,22 @@ struct HashMapBlock {
   }
 
  private:
+  struct Counts {
+    U32 used = 0;
+    U32 first = 0;
+    U64 live = 0;  // the bits of up to 64 slots; of more the bytes of the block
+  };
+
+  char* tail() { return reinterpret_cast<char*>(this + 1); }
+  Counts& counts() { return *reinterpret_cast<Counts*>(tail()); }
+  const Counts& counts() const { return *reinterpret_cast<const Counts*>(this + 1); }
+  U64* liveWords(const HashMapType& type) {
+    if (capacityLog_ <= 6) return &counts().live;
+    const std::size_t hashBytes = type.exact ? 0 : std::size_t{capacity()} * sizeof(U32);
+    return reinterpret_cast<U64*>(tail() + entriesEnd(type) + hashBytes);
+  }
+  U32 nextLiveAfterGap(const HashMapType& type, U32 from);
+
   // Of four numbers, as bits, those that equal `wanted` in the bits of `mask`.
   static U32 equal(const U32* four, U32 wanted, U32 mask) {
 #ifdef __SSE2__
@@ -145,6 +196,12 @@ struct HashMapBlock {
     return found;
 #endif
   }
+
+  U8 capacityLog_;
+  // Of up to 8 slots; of more see counts().
+  U8 fewUsed_ = 0;
+  U8 fewFirst_ = 0;
+  U8 fewLive_ = 0;
 };
 
 class HashMapCore;
@@ -227,47 +284,48 @@ class HashMapCore {
   ~HashMapCore();
 
   U32 size() const { return block_ == nullptr ? 0 : block_->size; }
-  U32 capacity() const { return block_ == nullptr ? 0 : block_->capacity; }
+  U32 capacity() const { return block_ == nullptr ? 0 : block_->capacity(); }
 
-  // A slot, and where the index names it. For a hash that is absent the slot is `none` and `at` the
-  // place that its word would take, unless the block is small.
+  // A slot, and where the index names it. For an element that is absent the slot is `none`, `at`
+  // the place that its word would take in an index, and `hash` its hash, unless the block does
+  // without both.
   struct Place {
-    U32 slot;
-    U32 at;
+    U32 slot = HashMapBlock::none;
+    U32 at = 0;
+    U32 hash = 0;
   };
-  // The element with this hash for whose entry `matches` holds. O(1).
-  template <class Matches>
-  Place find(const HashMapType& type, U32 hash, Matches matches) const;
+  // The element for whose entry `matches` holds, among those of hash `hashOf()`. O(1).
+  template <class HashOf, class Matches>
+  Place find(const HashMapType& type, HashOf hashOf, Matches matches) const;
   void* entry(const HashMapType& type, U32 slot) const { return block_->entry(type, slot); }
 
-  // Room behind all others for an element that is absent, `place` being what find() said of it.
-  // Nothing is changed that shows until commit(). Throws std::bad_alloc, std::length_error above
-  // 2^30 slots, and what copying a pinned entry throws. Amortised O(1).
-  void* room(const HashMapType& type, U32 hash, Place& place) {
-    if (block_ == nullptr || block_->used == block_->capacity) [[unlikely]] {
-      makeRoom(type);
-      place.at = vacancy(*block_, hash);
-    }
-    return block_->entry(type, block_->used);
+  // Whether it takes another block, or closing the gaps of this, to add an element.
+  bool full() const { return block_ == nullptr || block_->used() == block_->capacity(); }
+  // Makes room for an element of this hash that is absent, where the core is full. Throws
+  // std::bad_alloc, std::length_error above 2^30 slots, and what copying a pinned entry throws.
+  // Amortised O(1).
+  Place make(const HashMapType& type, U32 hash) {
+    makeRoom(type);
+    return {HashMapBlock::none, vacancy(*block_, hash), hash};
   }
-  // The entry has been built in the room.
-  void commit(const HashMapType& type, U32 hash, Place place) {
+  // The room behind all others for an element that is absent. Nothing is changed that shows until
+  // commit().
+  void* room(const HashMapType& type) const { return block_->entry(type, block_->used()); }
+  // The entry has been built in the room, `place` being what find() or make() said of it.
+  void commit(const HashMapType& type, Place place) {
     HashMapBlock& block = *block_;
-    const U32 slot = block.used++;
+    const U32 slot = block.used();
+    block.usedIs(slot + 1);
     ++block.size;
     block.liveIs(type, slot, true);
-    if (!block.indexed()) {
-      block.hashes(type)[slot] = hash;
-      return;
-    }
-    if (!type.exact) block.hashes(type)[slot] = hash;
-    block.index()[place.at] = block.wordOf(hash, slot);
+    if (block.keepsHashes(type)) block.hashes(type)[slot] = place.hash;
+    if (block.indexed()) block.index()[place.at] = block.wordOf(place.hash, slot);
   }
 
   // Whether a walker stands on the very entry in the slot.
   bool pinned(U32 slot) const { return block_->walkers != nullptr && isPinned(slot); }
   // Moves to another block, so that no entry is pinned any more. May throw as room() does.
-  void unpin(const HashMapType& type) { settle(type, block_->capacity); }
+  void unpin(const HashMapType& type) { settle(type, block_->capacity()); }
   // Removes the element. Its entry stays as it is where it is pinned; otherwise it is the caller's,
   // who has moved it away before. Amortised O(1), and O(walkers) at that.
   void takeOut(const HashMapType& type, Place place) noexcept {
@@ -280,7 +338,7 @@ class HashMapCore {
       const U32* const bucket = index + (place.at & ~(HashMapBlock::bucketSize - 1));
       const bool ends = HashMapBlock::inBucket(bucket, HashMapBlock::vacant, ~0U) != 0;
       index[place.at] = ends ? HashMapBlock::vacant : HashMapBlock::removed;
-      if (block.walkers == nullptr && place.slot != block.first && block.size >= block.used / 4)
+      if (block.walkers == nullptr && place.slot != block.first() && block.size >= block.used() / 4)
           [[likely]]
         return;
     }
@@ -307,34 +365,37 @@ class HashMapCore {
   HashMapBlock* block_ = nullptr;
 };
 
-template <class Matches>
-inline HashMapCore::Place HashMapCore::find(const HashMapType& type, U32 hash,
+template <class HashOf, class Matches>
+inline HashMapCore::Place HashMapCore::find(const HashMapType& type, HashOf hashOf,
                                             Matches matches) const {
   HashMapBlock* const block = block_;
-  if (block == nullptr) return {HashMapBlock::none, 0};
+  if (block == nullptr) return {};
   if (!block->indexed()) {
-    for (U32 found = block->matches(hash); found != 0; found &= found - 1) {
+    const bool tiny = block->tiny();
+    const U32 hash = tiny ? 0 : hashOf();
+    for (U32 found = block->candidates(hash); found != 0; found &= found - 1) {
       const auto slot = static_cast<U32>(std::countr_zero(found));
-      if (type.exact || matches(block->entry(type, slot))) return {slot, 0};
+      if ((type.exact && !tiny) || matches(block->entry(type, slot))) return {slot, 0, hash};
     }
-    return {HashMapBlock::none, 0};
+    return {HashMapBlock::none, 0, hash};
   }
+  const U32 hash = hashOf();
   const U32* const index = block->index();
   const U32 mask = block->placeMask();
-  const char* const entries = block->tail() + std::size_t{block->capacity} * 8;
+  const auto* const entries = static_cast<const char*>(block->entry(type, 0));
   const U32 wanted = block->wordOf(hash, 0);
-  const U32 tag = ~(block->capacity - 1);
+  const U32 tag = ~(block->capacity() - 1);
   for (U32 at = block->bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & mask) {
     const U32* const bucket = index + at;
     for (U32 found = HashMapBlock::inBucket(bucket, wanted, tag); found != 0; found &= found - 1) {
       const U32 place = at + static_cast<U32>(std::countr_zero(found));
       const U32 slot = block->slotIn(index[place]);
       if (matches(entries + std::size_t{slot} * type.entrySize)) [[likely]]
-        return {slot, place};
+        return {slot, place, hash};
     }
     const U32 vacant = HashMapBlock::inBucket(bucket, HashMapBlock::vacant, ~0U);
     if (vacant != 0) [[likely]]
-      return {HashMapBlock::none, at + static_cast<U32>(std::countr_zero(vacant))};
+      return {HashMapBlock::none, at + static_cast<U32>(std::countr_zero(vacant)), hash};
   }
 }
 
@@ -375,7 +436,7 @@ inline void* HashMapWalker::start(const HashMapType& type, const HashMapCore& co
   if (block == nullptr || block->size == 0) return nullptr;
   join(core);
   home_ = block;
-  slot_ = block->nextLive(type, block->first);
+  slot_ = block->nextLive(type, block->first());
   return block->entry(type, slot_);
 }
 

@@ -7,16 +7,34 @@
 
 namespace Velo {
 
-NotifieeList::Walk::Walk(const NotifieeList& l) : list(&l), outer(l.walk_) { l.walk_ = this; }
+namespace {
+
+// A list has no more slots than its count of notifiees can tell.
+constexpr U32 slotMask = (U32{1} << 29) - 1;
+
+}  // namespace
+
+constinit NotifieeList::Walk* NotifieeList::innermost_ = nullptr;
+
+NotifieeList::Walk::Walk(const NotifieeList& l)
+    : list(&l), outer(innermost_), outermost(l.walked_ == 0) {
+  innermost_ = this;
+  l.walked_ = 1;
+}
 
 NotifieeList::Walk::~Walk() {
-  if (list == nullptr) return;
-  list->walk_ = outer;
-  if (outer == nullptr) list->compact();
+  innermost_ = outer;
+  if (list == nullptr || !outermost) return;
+  list->walked_ = 0;
+  list->compact();
 }
 
 NotifieeList::~NotifieeList() {
-  for (Walk* walk = walk_; walk != nullptr; walk = walk->outer) walk->list = nullptr;
+  if (walked_ != 0) {
+    for (Walk* walk = innermost_; walk != nullptr; walk = walk->outer) {
+      if (walk->list == this) walk->list = nullptr;
+    }
+  }
   deleteAll();
   if (roomLog_ != 0) Quillo::slabFreeOrStdFree(many_);
 }
@@ -39,17 +57,17 @@ void NotifieeList::visit(AttributeId attribute, const void* key) const {
 void NotifieeList::deleteAll() {
   PtrInterface::NotifieeConst** const all = slots();
   for (U32 i = 0; i < used_; ++i) {
-    if (all[i] != nullptr) all[i]->registered_ = false;
+    if (all[i] != nullptr) all[i]->registered_ = 0;
     // Not closed up yet, for a walk may still count on its slots.
     all[i] = nullptr;
   }
   live_ = 0;
-  if (walk_ == nullptr) used_ = 0;
+  if (walked_ == 0) used_ = 0;
 }
 
 void NotifieeList::add(PtrInterface::NotifieeConst& notifiee) {
   if (used_ == U32{1} << roomLog_) makeRoom();
-  notifiee.slot_ = used_;
+  notifiee.slot_ = used_ & slotMask;
   slots()[used_++] = &notifiee;
   ++live_;
 }
@@ -67,7 +85,7 @@ void NotifieeList::remove(PtrInterface::NotifieeConst& notifiee) {
   slots()[notifiee.slot_] = nullptr;
   --live_;
   // Closing gaps only when they are half of the list keeps many removals in a row linear.
-  if (walk_ == nullptr && used_ >= 2 * live_) compact();
+  if (walked_ == 0 && used_ >= 2 * live_) compact();
 }
 
 void NotifieeList::compact() const {
@@ -76,7 +94,7 @@ void NotifieeList::compact() const {
   U32 to = 0;
   for (U32 i = 0; i < used_; ++i) {
     if (all[i] == nullptr) continue;
-    all[i]->slot_ = to;
+    all[i]->slot_ = to & slotMask;
     all[to++] = all[i];
   }
   used_ = to;

@@ -30,15 +30,18 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
  private:
   friend class PtrInterface::NotifieeConst;
 
-  // A delivery under way, on the stack of the one who delivers; linked so that the list may go.
+  // A delivery under way, on the stack of the one who delivers. All that are under way are linked,
+  // whatever their lists, since lists are many and deliveries few; so a list may go meanwhile.
   struct Walk {
     const NotifieeList* list;
-    Walk* outer;
+    Walk* const outer;
+    const bool outermost;  // of this list
     explicit Walk(const NotifieeList& l);
     ~Walk();
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
   };
+  static Walk* innermost_;
 
   void add(PtrInterface::NotifieeConst& notifiee);
   void remove(PtrInterface::NotifieeConst& notifiee);
@@ -52,10 +55,10 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
     mutable PtrInterface::NotifieeConst* one_ = nullptr;
     PtrInterface::NotifieeConst** many_;
   };
-  mutable Walk* walk_ = nullptr;
   mutable U32 used_ = 0;
   U32 live_ : 26 = 0;
-  U32 roomLog_ : 6 = 0;  // there is room for two to the power of it
+  U32 roomLog_ : 5 = 0;         // there is room for two to the power of it
+  mutable U32 walked_ : 1 = 0;  // a delivery is under way
 };
 
 }  // namespace Velo

@@ -52,38 +52,38 @@ void PtrInterface::NotifieeConst::notifierIs(const PtrInterface* entity) {
 }
 
 void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
-  if (registered == registered_ || notifier_ == nullptr) return;
+  if (registered == isRegisteredNotifiee() || notifier_ == nullptr) return;
   NotifieeList* list = notifier_->notifieeList();
   if (list == nullptr) return;
   if (registered) {
     list->add(*this);  // may throw
-    registered_ = true;
+    registered_ = 1;
   } else {
-    registered_ = false;
+    registered_ = 0;
     list->remove(*this);
     if (list->empty()) notifier_->veloUnfollowed();
   }
 }
 
 void PtrInterface::NotifieeConst::ownerIs(PtrInterface* owner, bool ownerIsNotifiee) {
-  const PtrInterface* held = holdsOwner_ ? owner_ : nullptr;
+  const PtrInterface* held = holdsOwner_ != 0 ? owner_ : nullptr;
   owner_ = owner;
-  ownerIsNotifiee_ = ownerIsNotifiee;
-  holdsOwner_ = false;
+  ownerIsNotifiee_ = ownerIsNotifiee ? 1 : 0;
+  holdsOwner_ = 0;
   if (held != nullptr) held->referencesDec();
 }
 
 void PtrInterface::NotifieeConst::keepOwner() {
-  if (owner_ == nullptr || holdsOwner_) return;
+  if (owner_ == nullptr || holdsOwner_ != 0) return;
   owner_->referencesInc();
-  holdsOwner_ = true;
+  holdsOwner_ = 1;
 }
 
 void Frame::holdShared() {
   held_->increment();
   if (owner_ == nullptr) return;
   owner_->increment();
-  if (static_cast<const PtrInterface::NotifieeConst*>(held_)->ownerIsNotifiee_) holdAbove();
+  if (static_cast<const PtrInterface::NotifieeConst*>(held_)->ownerIsNotifiee_ != 0) holdAbove();
 }
 
 void Frame::letGo() {
@@ -98,7 +98,7 @@ void Frame::holdAbove() {
   while (below->owner_ != nullptr && aboveCount_ < std::size(above_)) {
     above_[aboveCount_++] = below->owner_;
     below->owner_->increment();
-    if (!below->ownerIsNotifiee_) return;
+    if (below->ownerIsNotifiee_ == 0) return;
     below = static_cast<const PtrInterface::NotifieeConst*>(below->owner_);
   }
 }

@@ -174,7 +174,7 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   // Puts this notifiee at the end of its entity's list, or takes it off. Nothing happens when
   // unbound.
   void isRegisteredNotifieeIs(bool registered);
-  bool isRegisteredNotifiee() const { return registered_; }
+  bool isRegisteredNotifiee() const { return registered_ != 0; }
 
  protected:
   NotifieeConst() = default;
@@ -191,12 +191,13 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   friend class ::Velo::NotifieeList;
   friend class ::Velo::Frame;
 
+  // In one word, as there are millions of us.
+  U32 slot_ : 29 = 0;  // our place in the list of notifier_, while registered
+  U32 registered_ : 1 = 0;
+  U32 ownerIsNotifiee_ : 1 = 0;
+  U32 holdsOwner_ : 1 = 0;
   const PtrInterface* notifier_ = nullptr;
   PtrInterface* owner_ = nullptr;
-  U32 slot_ = 0;  // our place in the list of notifier_, while registered
-  bool registered_ = false;
-  bool ownerIsNotifiee_ = false;
-  bool holdsOwner_ = false;
 };
 
 // Holds a reactor and its owners, up to the machine, while one of them runs: a handler may drop its
@@ -212,7 +213,7 @@ class Frame {
     ++held_->word_;
     if (owner_ == nullptr) return;
     ++owner_->word_;
-    if (reactor.ownerIsNotifiee_) holdAbove();
+    if (reactor.ownerIsNotifiee_ != 0) holdAbove();
   }
   explicit Frame(const PtrInterface& machine)  // NOLINT(*-member-init)
       : held_(&machine), owner_(nullptr) {

@@ -50,8 +50,8 @@ class ReactorBase : public PtrInterface::NotifieeConst {
   void cleanup(CleanupFaults faults);
 
   Groups groups_;
-  bool built_ =
-      false;  // construction finished; a reactor that failed before it runs no cleanup of its own
+  // Construction finished; a reactor that failed before it runs no cleanup of its own.
+  bool built_ = false;
 };
 
 template <class Self, class OwnerT, class EntityT>
