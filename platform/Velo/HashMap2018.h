@@ -88,8 +88,8 @@ class HashMap2018 {
 
   // The element under the key, or null. Good until the collection is next changed, or longer while
   // an iterator stands on it. O(1).
-  Node* find(const Key& key) { return nodeAt(place(key)); }
-  const Node* find(const Key& key) const { return nodeAt(place(key)); }
+  Node* find(const Key& key) { return static_cast<Node*>(entry(key)); }
+  const Node* find(const Key& key) const { return static_cast<const Node*>(entry(key)); }
 
   // The value under the key, or null; good as long as a node of find(). O(1).
   Value* lookup(const Key& key) {
@@ -185,6 +185,11 @@ class HashMap2018 {
   using Place = Impl::HashMapCore::Place;
   static constexpr U32 none = Impl::HashMapBlock::none;
 
+  void* entry(const Key& key) const {
+    return core_.lookup(
+        type, [&key] { return Hash<Key>::of(key); },
+        [&key](const void* node) { return static_cast<const Node*>(node)->key_ == key; });
+  }
   Place place(const Key& key) const {
     return core_.find(
         type, [&key] { return Hash<Key>::of(key); },

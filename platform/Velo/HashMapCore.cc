@@ -31,6 +31,7 @@ HashMapBlock* HashMapCore::allocate(const HashMapType& type, U32 capacity) {
     void* const memory = std::calloc(1, bytes);
     if (memory == nullptr) throw std::bad_alloc();
     auto* const block = ::new (memory) HashMapBlock(capacity);
+    block->bucketMaskIs();
     block->bytesIs(bytes);
     return block;
   }
@@ -38,6 +39,7 @@ HashMapBlock* HashMapCore::allocate(const HashMapType& type, U32 capacity) {
   // Counts are zero then, the index is all vacant, and hashes of elements to come are compared
   // before they are set.
   std::memset(static_cast<void*>(block + 1), 0, block->entriesAt());
+  if (block->indexed()) block->bucketMaskIs();
   if (capacity > 64) {
     block->bytesIs(bytes);
     block->liveUpTo(type, 0);
@@ -89,9 +91,16 @@ U32 HashMapBlock::rank(const HashMapType& type, U32 slot) {
 
 U32 HashMapCore::vacancy(HashMapBlock& block, U32 hash) noexcept {
   if (!block.indexed()) return 0;
-  for (U32 at = block.bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & block.placeMask()) {
-    const U32 vacant = HashMapBlock::inBucket(block.index() + at, HashMapBlock::vacant, ~0U);
-    if (vacant != 0) return at + static_cast<U32>(std::countr_zero(vacant));
+  for (U32 at = hash & block.bucketMask();; at = (at + 1) & block.bucketMask()) {
+    const U32 vacant = block.buckets()[at].tagged(Bucket::vacant);
+    if (vacant != 0) return (at << Bucket::log) + static_cast<U32>(std::countr_zero(vacant));
+  }
+}
+
+void HashMapCore::fillIndex(const HashMapType& type, HashMapBlock& block) noexcept {
+  for (U32 slot = 0; slot < block.size; ++slot) {
+    const U32 hash = block.hashAt(type, slot);
+    block.placeIs(vacancy(block, hash), HashMapBlock::tagOf(hash), slot);
   }
 }
 
@@ -100,6 +109,7 @@ HashMapCore::~HashMapCore() {
   bool stoodIn = false;
   for (HashMapWalker* walker = block_->walkers; walker != nullptr; walker = walker->next_) {
     walker->core_ = nullptr;
+    walker->settled_ = false;
     stoodIn = stoodIn || walker->home_ == block_;
   }
   if (!stoodIn) HashMapWalker::release(block_);
@@ -115,6 +125,9 @@ void HashMapCore::makeRoom(const HashMapType& type) {
     return;
   }
   const U32 capacity = block_->capacity();
+  // Without an index that is worth it for a single gap: a handful of entries moves.
+  if (block_->size < capacity && !block_->indexed() && block_->walkers == nullptr)
+    return closeGaps(type);
   if (block_->size <= capacity / 2) {
     if (block_->walkers == nullptr) return closeGaps(type);
     return settle(type, capacity);
@@ -164,6 +177,7 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
     if (walker->home_ == nullptr) continue;
     stoodIn = stoodIn || walker->home_ == &from;
     walker->resume_ = from.rank(type, walker->settled() ? walker->slot_ : walker->resume_);
+    walker->settled_ = false;
   }
   const bool asBytes = type.relocate == nullptr;
   if (asBytes && !stoodIn && from.size == from.used()) {
@@ -187,13 +201,7 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
   }
   to.usedIs(to.size);
   to.liveUpTo(type, to.size);
-  if (to.indexed()) {
-    U32* const index = to.index();
-    for (U32 slot = 0; slot < to.size; ++slot) {
-      const U32 hash = to.hashAt(type, slot);
-      index[vacancy(to, hash)] = to.wordOf(hash, slot);
-    }
-  }
+  if (to.indexed()) fillIndex(type, to);
   to.walkers = from.walkers;
   block_ = &to;
   if (!stoodIn) HashMapWalker::release(&from);
@@ -203,6 +211,20 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
 void HashMapCore::closeGaps(const HashMapType& type) noexcept {
   HashMapBlock& block = *block_;
   U32 rank = 0;
+  if (!block.indexed() && type.relocate == nullptr && block.size + 1 == block.used()) {
+    const U32 gap = block.firstGap();
+    const U32 behind = block.used() - gap - 1;
+    std::memmove(block.entry(type, gap), block.entry(type, gap + 1),
+                 std::size_t{behind} * type.entrySize);
+    if (block.keepsHashes(type)) {
+      U32* const hashes = block.hashes(type);
+      for (U32 i = gap; i < gap + behind; ++i) hashes[i] = hashes[i + 1];
+    }
+    block.usedIs(block.size);
+    block.firstIs(0);
+    block.liveUpTo(type, block.size);
+    return;
+  }
   for (U32 slot = block.nextLive(type, block.first()); slot != HashMapBlock::none;
        slot = block.nextLive(type, slot + 1)) {
     if (slot != rank) {
@@ -219,12 +241,8 @@ void HashMapCore::closeGaps(const HashMapType& type) noexcept {
   block.firstIs(0);
   block.liveUpTo(type, rank);
   if (!block.indexed()) return;
-  U32* const index = block.index();
-  std::memset(index, 0, block.indexBytes());
-  for (U32 slot = 0; slot < rank; ++slot) {
-    const U32 hash = block.hashAt(type, slot);
-    index[vacancy(block, hash)] = block.wordOf(hash, slot);
-  }
+  std::memset(static_cast<void*>(block.buckets()), 0, block.indexBytes());
+  fillIndex(type, block);
 }
 
 // -------------------------------------------------------------------------------------------------
@@ -242,10 +260,12 @@ HashMapCore::Place HashMapCore::first(const HashMapType& type) const {
   const U32 slot = block.nextLive(type, block.first());
   if (!block.indexed()) return {slot, 0};
   const U32 hash = block.hashAt(type, slot);
-  const U32 word = block.wordOf(hash, slot);
-  for (U32 at = block.bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & block.placeMask()) {
-    const U32 found = HashMapBlock::inBucket(block.index() + at, word, ~0U);
-    if (found != 0) return {slot, at + static_cast<U32>(std::countr_zero(found))};
+  for (U32 at = hash & block.bucketMask();; at = (at + 1) & block.bucketMask()) {
+    const Bucket& bucket = block.buckets()[at];
+    for (U32 found = bucket.tagged(HashMapBlock::tagOf(hash)); found != 0; found &= found - 1) {
+      const auto place = static_cast<U32>(std::countr_zero(found));
+      if (bucket.slots[place] == slot) return {slot, (at << Bucket::log) + place, hash};
+    }
   }
 }
 
@@ -256,6 +276,7 @@ void HashMapCore::tidyAfter(const HashMapType& type, U32 slot) noexcept {
     if (walker->home_ == nullptr || walker->gone_) continue;
     if ((walker->home_ == &block ? walker->slot_ : walker->resume_) != slot) continue;
     walker->gone_ = true;
+    walker->settled_ = false;
     walker->resume_ = slot;
   }
   if (block.size == 0) {
@@ -335,6 +356,7 @@ void* HashMapWalker::stepFrom(const HashMapType& type, Left& left) {
       home_ = &block;
       slot_ = next;
       gone_ = false;
+      settled_ = true;
       return block.entry(type, next);
     }
   }
@@ -346,6 +368,7 @@ void* HashMapWalker::rehome(const HashMapType& type, Left& left) {
   left = toLeave(type);
   home_ = core_->block_;
   slot_ = resume_;
+  settled_ = true;
   return home_->entry(type, slot_);
 }
 

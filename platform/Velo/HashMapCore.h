@@ -6,11 +6,12 @@
 //
 // Slots [0, used) hold the entries in order of insertion; a removed one leaves a gap, which the
 // live bits tell. Most collections of a fabric hold an element or two: they are searched by their
-// keys alone. Up to 8 slots a lookup compares all hashes at once. Above, an index of 2 * capacity
-// words serves it, in buckets of eight that are compared at once: a word has the slot's number in
-// its low bits and bits of the hash above, so that a mismatch is seen without a look at the entry.
-// A search goes on to the next bucket while there is no vacant word. Removal marks a word of a
-// bucket without one; the marks go when the slots are used up, before they can crowd the index.
+// keys alone. Up to 8 slots a lookup compares all hashes at once. Above, an index serves it: a
+// bucket, as long as a cache line, for every eight slots, with room for the numbers of twelve and a
+// tag, bits of the hash, for each. Its tags are compared at once, so that a mismatch is seen
+// without a look at the entry. A search goes on to the next bucket while there is no vacant place.
+// Removal leaves a mark in a bucket without one; the marks go when the slots are used up, before
+// they can crowd the index.
 //
 // An entry on which a walker stands is pinned: it stays where it is until the walker has left, also
 // when it is removed, or when the collection moves to another block. Such a block, retired, belongs
@@ -48,7 +49,7 @@ class HashMapWalker;
 
 //  tiny:     head | entries[1 or 2]
 //  small:    head | hashes[4 or 8] | entries[capacity]
-//  indexed:  head | counts | index[2 * capacity] | entries[capacity]
+//  indexed:  head | counts | buckets[capacity / 8] | entries[capacity]
 //                          | hashes[capacity] unless exact | live bits[capacity] above 64
 class HashMapBlock {
  public:
@@ -57,11 +58,32 @@ class HashMapBlock {
   static constexpr U32 smallCapacity = 1U << smallLog;
   // Never a slot's number.
   static constexpr U32 none = 0xffffffffU;
-  // Words of the index without a slot. A word with one has its top bit set.
-  static constexpr U32 vacant = 0;
-  static constexpr U32 removed = 1;
-  static constexpr U32 taken = 0x80000000U;
-  static constexpr U32 bucketSize = 8;
+
+  struct Bucket {
+    static constexpr U32 places = 12;
+    static constexpr U32 log = 4;  // places are numbered as if there were 16
+    // Tags of places without an element. The tag of an element has its top bit set.
+    static constexpr U8 vacant = 0;
+    static constexpr U8 removed = 1;
+    static constexpr U8 taken = 0x80;
+
+    U8 tags[16];  // the last four are never used
+    U32 slots[places];
+
+    // The places with this tag, as bits.
+    U32 tagged(U8 tag) const {
+#ifdef __SSE2__
+      const __m128i all = _mm_loadu_si128(reinterpret_cast<const __m128i*>(tags));
+      const __m128i same = _mm_cmpeq_epi8(all, _mm_set1_epi8(static_cast<char>(tag)));
+      return static_cast<U32>(_mm_movemask_epi8(same)) & ((U32{1} << places) - 1);
+#else
+      U32 found = 0;
+      for (U32 i = 0; i < places; ++i) found |= U32{tags[i] == tag} << i;
+      return found;
+#endif
+    }
+  };
+  static constexpr U32 slotsOfBucket = 8;
 
   // Of a block with this capacity, a power of two, empty.
   explicit HashMapBlock(U32 capacity) : capacityLog_(static_cast<U8>(std::countr_zero(capacity))) {}
@@ -94,16 +116,20 @@ class HashMapBlock {
   U64 bytes() const { return counts().live; }
   void bytesIs(U64 bytes) { counts().live = bytes; }
 
-  // Of places in the index.
-  U32 placeMask() const { return 2 * capacity() - 1; }
-  // Where the search for a hash begins.
-  U32 bucketOf(U32 hash) const { return (hash * bucketSize) & placeMask(); }
-  U32 slotIn(U32 word) const { return word & (capacity() - 1); }
-  U32 wordOf(U32 hash, U32 slot) const { return (hash & ~(capacity() - 1)) | taken | slot; }
-
   // Of an indexed block.
-  U32* index() { return reinterpret_cast<U32*>(tail() + sizeof(Counts)); }
-  std::size_t indexBytes() const { return std::size_t{capacity()} * 8; }
+  Bucket* buckets() { return reinterpret_cast<Bucket*>(tail() + sizeof(Counts)); }
+  U32 bucketMask() const { return counts().bucketMask; }
+  void bucketMaskIs() { counts().bucketMask = capacity() / slotsOfBucket - 1; }
+  std::size_t indexBytes() const { return capacity() / slotsOfBucket * sizeof(Bucket); }
+  static U8 tagOf(U32 hash) { return static_cast<U8>((hash >> 25) | Bucket::taken); }
+  Bucket& bucketAt(U32 place) { return buckets()[place >> Bucket::log]; }
+  void placeIs(U32 place, U8 tag, U32 slot) {
+    Bucket& bucket = bucketAt(place);
+    const U32 at = place & ((U32{1} << Bucket::log) - 1);
+    bucket.tags[at] = tag;
+    bucket.slots[at] = slot;
+  }
+
   // From the end of the head on.
   std::size_t entriesAt() const {
     if (indexed()) return sizeof(Counts) + indexBytes();
@@ -150,6 +176,8 @@ class HashMapBlock {
     if (size == counts().used) return from;
     return nextLiveAfterGap(type, from);
   }
+  // The first slot that is not live. Of a block without index.
+  U32 firstGap() const { return static_cast<U32>(std::countr_one(fewLive_)); }
   // Live slots below `slot`.
   U32 rank(const HashMapType& type, U32 slot);
 
@@ -161,16 +189,16 @@ class HashMapBlock {
     if (capacityLog_ == smallLog) found |= equal(all + 4, hash, ~0U) << 4;
     return found & fewLive_;
   }
-  // The words of a bucket that equal `word` in the bits of `mask`, as bits.
-  static U32 inBucket(const U32* bucket, U32 word, U32 mask) {
-    return equal(bucket, word, mask) | equal(bucket + 4, word, mask) << 4;
-  }
 
  private:
   struct Counts {
     U32 used = 0;
     U32 first = 0;
     U64 live = 0;  // the bits of up to 64 slots; of more the bytes of the block
+    U32 bucketMask = 0;
+    // Buckets begin 48 bytes from the block's begin. A large block comes from the system 16 bytes
+    // behind the begin of a page, so that there each bucket is a cache line.
+    U32 unused[3] = {};
   };
 
   char* tail() { return reinterpret_cast<char*>(this + 1); }
@@ -227,7 +255,7 @@ class HashMapWalker {
 
   bool attached() const { return core_ != nullptr; }
   // Whether the walker stands on an entry that is where a lookup finds it.
-  bool settled() const;
+  bool settled() const { return settled_; }
   void join(const HashMapCore& core);
   void unlink();
 
@@ -262,6 +290,7 @@ class HashMapWalker {
   U32 slot_ = 0;                  // its slot there
   U32 resume_ = 0;     // unless settled: where the walk is in the block that the collection has now
   bool gone_ = false;  // the element has been removed; the walk goes on with `resume_` itself
+  bool settled_ = false;
 };
 
 // Tells a function that runs foreign code whether the collection, which is not empty, has outlived
@@ -294,7 +323,10 @@ class HashMapCore {
     U32 at = 0;
     U32 hash = 0;
   };
-  // The element for whose entry `matches` holds, among those of hash `hashOf()`. O(1).
+  // The entry for which `matches` holds, among those of hash `hashOf()`, or null. O(1).
+  template <class HashOf, class Matches>
+  void* lookup(const HashMapType& type, HashOf hashOf, Matches matches) const;
+  // As lookup(), for who means to change something there.
   template <class HashOf, class Matches>
   Place find(const HashMapType& type, HashOf hashOf, Matches matches) const;
   void* entry(const HashMapType& type, U32 slot) const { return block_->entry(type, slot); }
@@ -319,7 +351,7 @@ class HashMapCore {
     ++block.size;
     block.liveIs(type, slot, true);
     if (block.keepsHashes(type)) block.hashes(type)[slot] = place.hash;
-    if (block.indexed()) block.index()[place.at] = block.wordOf(place.hash, slot);
+    if (block.indexed()) block.placeIs(place.at, HashMapBlock::tagOf(place.hash), slot);
   }
 
   // Whether a walker stands on the very entry in the slot.
@@ -334,10 +366,8 @@ class HashMapCore {
     --block.size;
     if (block.indexed()) {
       // A search never goes past a bucket with a vacant word.
-      U32* const index = block.index();
-      const U32* const bucket = index + (place.at & ~(HashMapBlock::bucketSize - 1));
-      const bool ends = HashMapBlock::inBucket(bucket, HashMapBlock::vacant, ~0U) != 0;
-      index[place.at] = ends ? HashMapBlock::vacant : HashMapBlock::removed;
+      const bool ends = block.bucketAt(place.at).tagged(Bucket::vacant) != 0;
+      block.placeIs(place.at, ends ? Bucket::vacant : Bucket::removed, 0);
       if (block.walkers == nullptr && place.slot != block.first() && block.size >= block.used() / 4)
           [[likely]]
         return;
@@ -349,9 +379,14 @@ class HashMapCore {
 
  private:
   friend class HashMapWalker;
+  using Bucket = HashMapBlock::Bucket;
 
+  template <class Matches>
+  void* lookupFurther(const HashMapType& type, U32 hash, Matches matches) const;
   // Where the index has place for an element with this hash.
   static U32 vacancy(HashMapBlock& block, U32 hash) noexcept;
+  // Of a block without gaps whose index is vacant.
+  static void fillIndex(const HashMapType& type, HashMapBlock& block) noexcept;
   static HashMapBlock* allocate(const HashMapType& type, U32 capacity);
   bool isPinned(U32 slot) const noexcept;
   void makeRoom(const HashMapType& type);
@@ -364,6 +399,51 @@ class HashMapCore {
 
   HashMapBlock* block_ = nullptr;
 };
+
+// What a lookup finds nearly always stands here; the rest, a search that goes on, is find()'s.
+template <class HashOf, class Matches>
+inline void* HashMapCore::lookup(const HashMapType& type, HashOf hashOf, Matches matches) const {
+  HashMapBlock* const block = block_;
+  if (block == nullptr) return nullptr;
+  if (block->tiny()) {
+    auto* const entries = static_cast<char*>(block->entry(type, 0));
+    const U32 live = block->candidates(0);
+    if ((live & 1) != 0 && matches(entries)) return entries;
+    if ((live & 2) != 0 && matches(entries + type.entrySize)) return entries + type.entrySize;
+    return nullptr;
+  }
+  const U32 hash = hashOf();
+  if (!block->indexed()) {
+    auto* const entries = static_cast<char*>(block->entry(type, 0));
+    for (U32 found = block->candidates(hash); found != 0; found &= found - 1) {
+      void* const entry = entries + static_cast<U32>(std::countr_zero(found)) * type.entrySize;
+      if (type.exact || matches(entry)) return entry;
+    }
+    return nullptr;
+  }
+  HashMapBlock::Bucket* const buckets = block->buckets();
+  const std::size_t mask = block->bucketMask();
+  const HashMapBlock::Bucket& bucket = buckets[hash & mask];
+  const U32 found = bucket.tagged(HashMapBlock::tagOf(hash));
+  if (found != 0) [[likely]] {
+    auto* const entries = reinterpret_cast<char*>(buckets + mask + 1);
+    void* const entry =
+        entries + std::size_t{bucket.slots[std::countr_zero(found)]} * type.entrySize;
+    if (matches(entry)) [[likely]]
+      return entry;
+  } else if (bucket.tagged(Bucket::vacant) != 0) {
+    return nullptr;
+  }
+  return lookupFurther(type, hash, matches);
+}
+
+template <class Matches>
+[[gnu::noinline]] void* HashMapCore::lookupFurther(const HashMapType& type, U32 hash,
+                                                   Matches matches) const {
+  const Place place = find(
+      type, [hash] { return hash; }, matches);
+  return place.slot == HashMapBlock::none ? nullptr : block_->entry(type, place.slot);
+}
 
 template <class HashOf, class Matches>
 inline HashMapCore::Place HashMapCore::find(const HashMapType& type, HashOf hashOf,
@@ -380,27 +460,24 @@ inline HashMapCore::Place HashMapCore::find(const HashMapType& type, HashOf hash
     return {HashMapBlock::none, 0, hash};
   }
   const U32 hash = hashOf();
-  const U32* const index = block->index();
-  const U32 mask = block->placeMask();
-  const auto* const entries = static_cast<const char*>(block->entry(type, 0));
-  const U32 wanted = block->wordOf(hash, 0);
-  const U32 tag = ~(block->capacity() - 1);
-  for (U32 at = block->bucketOf(hash);; at = (at + HashMapBlock::bucketSize) & mask) {
-    const U32* const bucket = index + at;
-    for (U32 found = HashMapBlock::inBucket(bucket, wanted, tag); found != 0; found &= found - 1) {
-      const U32 place = at + static_cast<U32>(std::countr_zero(found));
-      const U32 slot = block->slotIn(index[place]);
+  const HashMapBlock::Bucket* const buckets = block->buckets();
+  const U32 mask = block->bucketMask();
+  const auto* const entries = reinterpret_cast<const char*>(buckets + std::size_t{mask} + 1);
+  const U8 tag = HashMapBlock::tagOf(hash);
+  for (U32 at = hash & mask;; at = (at + 1) & mask) {
+    const Bucket& bucket = buckets[at];
+    for (U32 found = bucket.tagged(tag); found != 0; found &= found - 1) {
+      const auto place = static_cast<U32>(std::countr_zero(found));
+      const U32 slot = bucket.slots[place];
       if (matches(entries + std::size_t{slot} * type.entrySize)) [[likely]]
-        return {slot, place, hash};
+        return {slot, (at << Bucket::log) + place, hash};
     }
-    const U32 vacant = HashMapBlock::inBucket(bucket, HashMapBlock::vacant, ~0U);
-    if (vacant != 0) [[likely]]
-      return {HashMapBlock::none, at + static_cast<U32>(std::countr_zero(vacant)), hash};
+    const U32 vacant = bucket.tagged(Bucket::vacant);
+    if (vacant != 0) [[likely]] {
+      const auto place = static_cast<U32>(std::countr_zero(vacant));
+      return {HashMapBlock::none, (at << Bucket::log) + place, hash};
+    }
   }
-}
-
-inline bool HashMapWalker::settled() const {
-  return core_ != nullptr && home_ == core_->block_ && !gone_;
 }
 
 // A walker on the stack is meant to be pointed at by the collection; it is unlinked before it ends.
@@ -429,6 +506,7 @@ inline void HashMapWalker::unlink() {
   next_ = nullptr;
   previous_ = nullptr;
   home_ = nullptr;
+  settled_ = false;
 }
 
 inline void* HashMapWalker::start(const HashMapType& type, const HashMapCore& core) {
@@ -436,6 +514,7 @@ inline void* HashMapWalker::start(const HashMapType& type, const HashMapCore& co
   if (block == nullptr || block->size == 0) return nullptr;
   join(core);
   home_ = block;
+  settled_ = true;
   slot_ = block->nextLive(type, block->first());
   return block->entry(type, slot_);
 }

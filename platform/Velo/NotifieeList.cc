@@ -39,17 +39,55 @@ NotifieeList::~NotifieeList() {
   if (roomLog_ != 0) Quillo::slabFreeOrStdFree(many_);
 }
 
-void NotifieeList::visit(AttributeId attribute, const void* key) const {
-  if (live_ == 0) return;
+// A frame as nearly all are: of a reactor of a machine, on one thread. Of a reactor that another
+// one holds, a whole Frame takes care. Its address is nobody's, so that it stands in registers.
+class NotifieeList::Delivery {
+ public:
+  static void to(PtrInterface::NotifieeConst& notifiee, AttributeId attribute, const void* key) {
+    if (VFPtrInterface::threadSafePointers_ || notifiee.ownerIsNotifiee_ != 0) [[unlikely]] {
+      inFrame(notifiee, attribute, key);
+      return;
+    }
+    const Delivery holds(notifiee);
+    notifiee.onAttribute(attribute, key);
+  }
+  Delivery(const Delivery&) = delete;
+  Delivery& operator=(const Delivery&) = delete;
+
+ private:
+  explicit Delivery(PtrInterface::NotifieeConst& notifiee)
+      : held_(&notifiee), owner_(notifiee.owner_) {
+    held_->referencesIncHere();
+    if (owner_ != nullptr) owner_->referencesIncHere();
+  }
+  ~Delivery() {
+    held_->referencesDecHere();
+    if (owner_ != nullptr) owner_->referencesDecHere();
+  }
+  [[gnu::noinline]] static void inFrame(PtrInterface::NotifieeConst& notifiee,
+                                        AttributeId attribute, const void* key) {
+    const Frame frame(notifiee);
+    notifiee.onAttribute(attribute, key);
+  }
+
+  const PtrInterface* const held_;
+  const PtrInterface* const owner_;
+};
+
+// Most lists: no walk, as there is nothing to come back to.
+void NotifieeList::visitOnly(AttributeId attribute, const void* key) const {
+  PtrInterface::NotifieeConst* const only = *slots();
+  if (only != nullptr && only->hasNotificationActive()) Delivery::to(*only, attribute, key);
+}
+
+void NotifieeList::visitAll(AttributeId attribute, const void* key) const {
   const Walk walk(*this);
   const U32 end = used_;
   for (U32 i = 0; i < end; ++i) {
     PtrInterface::NotifieeConst* const notifiee = slots()[i];
     if (notifiee == nullptr || !notifiee->hasNotificationActive()) continue;
-    {
-      const Frame frame(*notifiee);
-      notifiee->onAttribute(attribute, key);
-    }  // the end of a frame may run foreign code as well
+    Delivery::to(*notifiee, attribute, key);
+    // The end of a frame may run foreign code as well.
     if (walk.list == nullptr) return;
   }
 }

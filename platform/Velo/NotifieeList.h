@@ -20,7 +20,13 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
 
   // Calls onAttribute of each notifiee in a frame of its own. An exception ends the delivery at
   // once. O(notifiees). The caller keeps the entity alive.
-  void visit(AttributeId attribute, const void* key = nullptr) const;
+  void visit(AttributeId attribute, const void* key = nullptr) const {
+    if (used_ == 1) {
+      visitOnly(attribute, key);
+    } else if (used_ != 0) {
+      visitAll(attribute, key);
+    }
+  }
   // Takes every notifiee off the list.
   void deleteAll();
 
@@ -42,7 +48,10 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
     Walk& operator=(const Walk&) = delete;
   };
   static Walk* innermost_;
+  class Delivery;
 
+  void visitOnly(AttributeId attribute, const void* key) const;
+  void visitAll(AttributeId attribute, const void* key) const;
   void add(PtrInterface::NotifieeConst& notifiee);
   void remove(PtrInterface::NotifieeConst& notifiee);
   void compact() const;

@@ -103,7 +103,7 @@ class VFPtrInterface {
   }
 
  private:
-  friend class Frame;
+  friend class PtrInterface;
   mutable U32 word_ = 0;
 };
 
@@ -137,6 +137,12 @@ class PtrInterface : public VFPtrInterface {
   void referencesInc() const { increment(); }
   void referencesDec() const {
     if (decrement()) handleZeroRef();
+  }
+  // The same for whoever knows that threadSafePointers_ is not set.
+  void referencesIncHere() const { ++word_; }
+  void referencesDecHere() const {
+    if ((--word_ & countMask) == 0) [[unlikely]]
+      handleZeroRef();
   }
 
  protected:
@@ -210,9 +216,9 @@ class Frame {
       holdShared();
       return;
     }
-    ++held_->word_;
+    held_->referencesIncHere();
     if (owner_ == nullptr) return;
-    ++owner_->word_;
+    owner_->referencesIncHere();
     if (reactor.ownerIsNotifiee_ != 0) holdAbove();
   }
   explicit Frame(const PtrInterface& machine)  // NOLINT(*-member-init)
@@ -225,10 +231,8 @@ class Frame {
       letGo();
       return;
     }
-    if ((--held_->word_ & VFPtrInterface::countMask) == 0) [[unlikely]]
-      held_->handleZeroRef();
-    if (owner_ != nullptr && (--owner_->word_ & VFPtrInterface::countMask) == 0) [[unlikely]]
-      owner_->handleZeroRef();
+    held_->referencesDecHere();
+    if (owner_ != nullptr) owner_->referencesDecHere();
   }
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;

@@ -8,18 +8,6 @@ void ReactorBase::hasNotificationActiveIs(bool active) {
   groups_.each([active](Group& group) { group.activeIs(active); });
 }
 
-void ReactorBase::onAttribute(AttributeId attribute, const void* key) {
-  for (const Reaction& row : table()) {
-    if (row.kind != Reaction::Kind::change || !(row.attribute == attribute)) continue;
-    for (const Step& step : row.steps) {
-      if (step.kind == Step::Kind::none) break;
-      if (step.kind == Step::Kind::call && veloMarkedForDeletion()) continue;
-      step.run(*this, key);
-    }
-    return;
-  }
-}
-
 void ReactorBase::zombieIs(bool requested, CleanupFaults faults) {
   if (veloMarkedForDeletion() == requested) return;
   if (notifierBase() != nullptr) hasNotificationActiveIs(!requested);

@@ -24,7 +24,6 @@ class ReactorBase : public PtrInterface::NotifieeConst {
  public:
   void hasNotificationActiveIs(bool active) override;
   void onZeroReferences() override;
-  void onAttribute(AttributeId attribute, const void* key) override;
   void veloDoZombieReactors(bool requested) override { zombieIs(requested, CleanupFaults::pass); }
 
   // As veloDoZombieReactors; with `keep` each cleanup on the way down is guarded on its own.
@@ -37,6 +36,19 @@ class ReactorBase : public PtrInterface::NotifieeConst {
   ReactorBase() = default;
 
   virtual std::span<const Reaction> table() const = 0;
+
+  // Runs the steps of the attribute's row, if there is one.
+  void deliver(std::span<const Reaction> rows, AttributeId attribute, const void* key) {
+    for (const Reaction& row : rows) {
+      if (row.kind != Reaction::Kind::change || !(row.attribute == attribute)) continue;
+      for (const Step& step : row.steps) {
+        if (step.kind == Step::Kind::none) break;
+        if (step.kind == Step::Kind::call && veloMarkedForDeletion()) continue;
+        step.run(*this, key);
+      }
+      return;
+    }
+  }
 
   // Binds the new reactor, with children and the `built` step of the table. With null it stays
   // unbound, to be pointed at an entity by rebind().
@@ -62,6 +74,11 @@ class Reactor : public ReactorBase {
 
   // The entity followed; null when there is none.
   Ptr<Entity> notifier() const { return Ptr<Entity>(entity()); }
+
+  // Here, where the table is a constant that the compiler sees, steps become plain calls.
+  void onAttribute(AttributeId attribute, const void* key) override {
+    deliver(Self::reactions(), attribute, key);
+  }
 
   static void* operator new(std::size_t size) { return trackedNew<Self>(size); }
   static void operator delete(void* memory, std::size_t size) noexcept {
