@@ -7,7 +7,7 @@
 //  +----------+     +------------------------------------------------+
 //  | block  --+---->| size=2  used=3  first=0  capacity=4  live=101  |
 //  +----------+     | walkers: o                                     |
-//                   | hashes:  |  h0    |       |   h2    |          |
+//                   | hashes:  |  h0    |       |   h2    |  of 4 slots and 8; more have an index
 //                   | entries: |  k0 v0 | (gap) |   k2 v2 |          |
 //                   +----------|----^-------------------------------+
 //                              |    |
