@@ -25,7 +25,8 @@ namespace {
 class Subject : public Velo::Entity {
  public:
   static constexpr Velo::Attribute changed{"changed"};
-  void tell() const { notify(Velo::AttributeId(changed)); }
+  static constexpr Velo::AttributeId id{changed};
+  void tell() const { notify(id); }
 };
 
 class Machine : public Velo::PtrInterface {};
@@ -60,7 +61,7 @@ class Sums : public Reactor {
 // A reactor as machines have them, which finds its handler in a table.
 struct ChangedAttribute {
   using Key = void;
-  static constexpr Velo::AttributeId id{Subject::changed};
+  static constexpr Velo::AttributeId id = Subject::id;
 };
 class TableReactor : public Velo::Reactor<TableReactor, Machine, Subject> {
  public:

@@ -5,7 +5,6 @@
 // No seed is drawn at random and no order depends on a hash, so runs repeat to the byte. Nothing
 // stores a hash or sends it anywhere: the functions may change with any build.
 
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -87,12 +86,12 @@ concept ShowsText = requires(const Key& key) {
   { key.view() } -> std::convertible_to<std::string_view>;
 };
 
-// The hash of a key type: `of(key)`, equal for equal keys. `exact` says that also equal hashes mean
-// equal keys, which spares a collection the look at the key itself.
+// The hash of a key type: `of(key)`, equal for equal keys. `quick` says that it is sooner computed
+// than fetched, so that a collection with an index keeps none.
 template <class Key>
 struct Hash {
   static_assert(HashesItself<Key> || ShowsText<Key>, "no hash is known for this type of key");
-  static constexpr bool exact = false;
+  static constexpr bool quick = false;
   static U32 of(const Key& key) {
     if constexpr (HashesItself<Key>) {
       return key.hash(hashSeed);
@@ -104,15 +103,18 @@ struct Hash {
 
 template <>
 struct Hash<U32> {
-  static constexpr bool exact = true;
-  // The better mixed half of the product goes where buckets are chosen. Bijective.
-  static constexpr U32 of(U32 key) { return std::rotl(key * 0x9e3779b1U, 16); }
+  static constexpr bool quick = true;
+  // The half of the product in which each bit depends on all of the key. Numbers in regular steps,
+  // as VLANs and VNIs are, come out more evenly than at random.
+  static constexpr U32 of(U32 key) {
+    return static_cast<U32>((key * U64{0x9e3779b97f4a7c15U}) >> 32);
+  }
 };
 
 // A short text is hashed by the words that it stands in, without a look at its size.
 template <>
 struct Hash<Nimbo::String> {
-  static constexpr bool exact = false;
+  static constexpr bool quick = false;
   static U32 of(const Nimbo::String& key) {
     if (key.isLong()) [[unlikely]]
       return hashBytes(key.view());
@@ -126,7 +128,7 @@ struct Hash<Nimbo::String> {
 // By identity: the address, whatever the object holds.
 template <class T>
 struct Hash<Ptr<T>> {
-  static constexpr bool exact = false;
+  static constexpr bool quick = false;
   static U32 of(const Ptr<T>& key) {
     const U64 address = reinterpret_cast<std::uintptr_t>(key.get());
     const U64 mixed = Impl::hashFold(address, 0x9e3779b97f4a7c15U);

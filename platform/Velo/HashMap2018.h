@@ -7,11 +7,13 @@
 //  +----------+     +------------------------------------------------+
 //  | block  --+---->| size=2  used=3  first=0  capacity=4  live=101  |
 //  +----------+     | walkers: o                                     |
-//                   | hashes:  |  h0    |       |   h2    |  of 4 slots and 8; more have an index
+//                   | hashes:  |  h0    |       |   h2    |          |
 //                   | entries: |  k0 v0 | (gap) |   k2 v2 |          |
 //                   +----------|----^-------------------------------+
 //                              |    |
 //                              +--> iterator <-> iterator ...  on the stack of whoever walks
+//
+// So with 4 slots and 8; one or two need no hashes, and more than 8 have an index besides.
 //
 // Order. Iteration follows the order of insertion. A key that is removed and inserted again stands
 // at the end; a value that is replaced under its key keeps its place. A walk under way reaches what
@@ -35,8 +37,9 @@
 //
 // Cost. Lookup is O(1), insert and erase amortised O(1): about one in as many of them as there are
 // elements moves the entries, in O(size) and O(size) more per iterator; so does the replacement of
-// a value on which an iterator stands. A step of a walk is O(1) on average. Lookup and iteration
-// allocate nothing. Not for use by several threads.
+// a value on which an iterator stands. Up to eight elements, a handful of entries may move each
+// time. A step of a walk is O(1) on average. Lookup and iteration allocate nothing. Not for use by
+// several threads.
 
 #include <cstddef>
 #include <iterator>
@@ -159,7 +162,7 @@ class HashMap2018 {
   // destroyed. What a destructor inserts meanwhile is removed as well. O(size).
   void clear() {
     if (empty()) return;
-    const Impl::HashMapWatch watch(core_);
+    Impl::HashMapWatch watch(core_);  // NOLINT(misc-const-correctness): others change it
     while (watch.attached() && !empty()) {
       const Place at = core_.first(type);
       Node* const node = nodeAt(at);
@@ -258,7 +261,7 @@ class HashMap2018<Tag, Key, Value>::Node {
 template <class Tag, class Key, class Value>
 inline constexpr Impl::HashMapType HashMap2018<Tag, Key, Value>::type = {
     sizeof(Node),
-    Hash<Key>::exact,
+    Hash<Key>::quick,
     isRelocatable<Key>&& isRelocatable<Value> ? nullptr : &Node::relocate,  // NOLINT(misc-*)
     &Node::copy,
     &Node::destroy,

@@ -24,7 +24,7 @@ constexpr U32 lastCapacity = 1U << 30;
 HashMapBlock* HashMapCore::allocate(const HashMapType& type, U32 capacity) {
   const HashMapBlock shape(capacity);
   std::size_t bytes = sizeof(HashMapBlock) + shape.entriesEnd(type);
-  if (shape.indexed() && !type.exact) bytes += std::size_t{capacity} * sizeof(U32);
+  if (shape.indexed() && !type.quick) bytes += std::size_t{capacity} * sizeof(U32);
   if (capacity > 64) bytes += capacity / 8;
   if (capacity > 64 && bytes > Quillo::slabMaxSize) {
     // Fresh memory of the system is zero, which spares the touch of an index as long as this.

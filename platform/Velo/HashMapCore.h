@@ -35,8 +35,8 @@ namespace Velo::Impl {
 // What the core has to know of the entries of one kind of collection.
 struct HashMapType {
   U32 entrySize;
-  // Equal hashes are equal keys.
-  bool exact;
+  // No hashes are kept beside an index, as they are soon computed.
+  bool quick;
   // Moves an entry to raw memory and ends the one it came from. Null where copying the bytes does.
   void (*relocate)(void* to, void* from) noexcept;
   // Copies an entry to raw memory, or moves its value where that cannot be copied. May throw.
@@ -50,7 +50,7 @@ class HashMapWalker;
 //  tiny:     head | entries[1 or 2]
 //  small:    head | hashes[4 or 8] | entries[capacity]
 //  indexed:  head | counts | buckets[capacity / 8] | entries[capacity]
-//                          | hashes[capacity] unless exact | live bits[capacity] above 64
+//                          | hashes[capacity] unless quick | live bits[capacity] above 64
 class HashMapBlock {
  public:
   static constexpr U32 tinyLog = 1;
@@ -141,7 +141,7 @@ class HashMapBlock {
   std::size_t entriesEnd(const HashMapType& type) const {
     return entriesAt() + std::size_t{capacity()} * type.entrySize;
   }
-  bool keepsHashes(const HashMapType& type) const { return indexed() ? !type.exact : !tiny(); }
+  bool keepsHashes(const HashMapType& type) const { return indexed() ? !type.quick : !tiny(); }
   // Only where hashes are kept.
   U32* hashes(const HashMapType& type) {
     return reinterpret_cast<U32*>(indexed() ? tail() + entriesEnd(type) : tail());
@@ -185,8 +185,8 @@ class HashMapBlock {
   U32 candidates(U32 hash) {
     if (tiny()) return fewLive_;
     const auto* const all = reinterpret_cast<const U32*>(tail());
-    U32 found = equal(all, hash, ~0U);
-    if (capacityLog_ == smallLog) found |= equal(all + 4, hash, ~0U) << 4;
+    U32 found = equal(all, hash);
+    if (capacityLog_ == smallLog) found |= equal(all + 4, hash) << 4;
     return found & fewLive_;
   }
 
@@ -196,31 +196,31 @@ class HashMapBlock {
     U32 first = 0;
     U64 live = 0;  // the bits of up to 64 slots; of more the bytes of the block
     U32 bucketMask = 0;
-    // Buckets begin 48 bytes from the block's begin. A large block comes from the system 16 bytes
+    // Buckets begin 48 bytes from the block's begin. A block that malloc maps begins 16 bytes
     // behind the begin of a page, so that there each bucket is a cache line.
     U32 unused[3] = {};
   };
+  static_assert(sizeof(Counts) % alignof(U64) == 0);
 
   char* tail() { return reinterpret_cast<char*>(this + 1); }
   Counts& counts() { return *reinterpret_cast<Counts*>(tail()); }
   const Counts& counts() const { return *reinterpret_cast<const Counts*>(this + 1); }
   U64* liveWords(const HashMapType& type) {
     if (capacityLog_ <= 6) return &counts().live;
-    const std::size_t hashBytes = type.exact ? 0 : std::size_t{capacity()} * sizeof(U32);
+    const std::size_t hashBytes = type.quick ? 0 : std::size_t{capacity()} * sizeof(U32);
     return reinterpret_cast<U64*>(tail() + entriesEnd(type) + hashBytes);
   }
   U32 nextLiveAfterGap(const HashMapType& type, U32 from);
 
-  // Of four numbers, as bits, those that equal `wanted` in the bits of `mask`.
-  static U32 equal(const U32* four, U32 wanted, U32 mask) {
+  // Of four numbers, as bits, those that equal `wanted`.
+  static U32 equal(const U32* four, U32 wanted) {
 #ifdef __SSE2__
     const __m128i present = _mm_loadu_si128(reinterpret_cast<const __m128i*>(four));
-    const __m128i masked = _mm_and_si128(present, _mm_set1_epi32(static_cast<int>(mask)));
-    const __m128i same = _mm_cmpeq_epi32(masked, _mm_set1_epi32(static_cast<int>(wanted & mask)));
+    const __m128i same = _mm_cmpeq_epi32(present, _mm_set1_epi32(static_cast<int>(wanted)));
     return static_cast<U32>(_mm_movemask_ps(_mm_castsi128_ps(same)));
 #else
     U32 found = 0;
-    for (U32 i = 0; i < 4; ++i) found |= U32{(four[i] & mask) == (wanted & mask)} << i;
+    for (U32 i = 0; i < 4; ++i) found |= U32{four[i] == wanted} << i;
     return found;
 #endif
   }
@@ -231,6 +231,8 @@ class HashMapBlock {
   U8 fewFirst_ = 0;
   U8 fewLive_ = 0;
 };
+
+static_assert(sizeof(HashMapBlock) % alignof(U64) == 0 && sizeof(HashMapBlock::Bucket) == 64);
 
 class HashMapCore;
 
@@ -316,7 +318,7 @@ class HashMapCore {
   U32 capacity() const { return block_ == nullptr ? 0 : block_->capacity(); }
 
   // A slot, and where the index names it. For an element that is absent the slot is `none`, `at`
-  // the place that its word would take in an index, and `hash` its hash, unless the block does
+  // the place that it would take in an index, and `hash` its hash, unless the block does
   // without both.
   struct Place {
     U32 slot = HashMapBlock::none;
@@ -356,7 +358,7 @@ class HashMapCore {
 
   // Whether a walker stands on the very entry in the slot.
   bool pinned(U32 slot) const { return block_->walkers != nullptr && isPinned(slot); }
-  // Moves to another block, so that no entry is pinned any more. May throw as room() does.
+  // Moves to another block, so that no entry is pinned any more. May throw as make() does.
   void unpin(const HashMapType& type) { settle(type, block_->capacity()); }
   // Removes the element. Its entry stays as it is where it is pinned; otherwise it is the caller's,
   // who has moved it away before. Amortised O(1), and O(walkers) at that.
@@ -365,7 +367,7 @@ class HashMapCore {
     block.liveIs(type, place.slot, false);
     --block.size;
     if (block.indexed()) {
-      // A search never goes past a bucket with a vacant word.
+      // A search never goes past a bucket with a vacant place.
       const bool ends = block.bucketAt(place.at).tagged(Bucket::vacant) != 0;
       block.placeIs(place.at, ends ? Bucket::vacant : Bucket::removed, 0);
       if (block.walkers == nullptr && place.slot != block.first() && block.size >= block.used() / 4)
@@ -417,23 +419,22 @@ inline void* HashMapCore::lookup(const HashMapType& type, HashOf hashOf, Matches
     auto* const entries = static_cast<char*>(block->entry(type, 0));
     for (U32 found = block->candidates(hash); found != 0; found &= found - 1) {
       void* const entry = entries + static_cast<U32>(std::countr_zero(found)) * type.entrySize;
-      if (type.exact || matches(entry)) return entry;
+      if (matches(entry)) return entry;
     }
     return nullptr;
   }
   HashMapBlock::Bucket* const buckets = block->buckets();
   const std::size_t mask = block->bucketMask();
   const HashMapBlock::Bucket& bucket = buckets[hash & mask];
-  const U32 found = bucket.tagged(HashMapBlock::tagOf(hash));
-  if (found != 0) [[likely]] {
-    auto* const entries = reinterpret_cast<char*>(buckets + mask + 1);
-    void* const entry =
-        entries + std::size_t{bucket.slots[std::countr_zero(found)]} * type.entrySize;
+  auto* const entries = reinterpret_cast<char*>(buckets + mask + 1);
+  for (U32 found = bucket.tagged(HashMapBlock::tagOf(hash)); found != 0; found &= found - 1) {
+    const auto place = static_cast<U32>(std::countr_zero(found));
+    void* const entry = entries + std::size_t{bucket.slots[place]} * type.entrySize;
     if (matches(entry)) [[likely]]
       return entry;
-  } else if (bucket.tagged(Bucket::vacant) != 0) {
-    return nullptr;
   }
+  if (bucket.tagged(Bucket::vacant) != 0) [[likely]]
+    return nullptr;
   return lookupFurther(type, hash, matches);
 }
 
@@ -455,7 +456,7 @@ inline HashMapCore::Place HashMapCore::find(const HashMapType& type, HashOf hash
     const U32 hash = tiny ? 0 : hashOf();
     for (U32 found = block->candidates(hash); found != 0; found &= found - 1) {
       const auto slot = static_cast<U32>(std::countr_zero(found));
-      if ((type.exact && !tiny) || matches(block->entry(type, slot))) return {slot, 0, hash};
+      if (matches(block->entry(type, slot))) return {slot, 0, hash};
     }
     return {HashMapBlock::none, 0, hash};
   }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <stdexcept>
+#include <utility>
 
 #include "platform/Quillo/Slab.h"
 
@@ -9,12 +11,13 @@ namespace Velo {
 
 namespace {
 
-// A list has no more slots than its count of notifiees can tell.
+// A list has fewer slots than its counts and a notifiee's can tell: makeRoom() sees to it.
+constexpr U32 lastRoomLog = 25;
 constexpr U32 slotMask = (U32{1} << 29) - 1;
 
 }  // namespace
 
-constinit NotifieeList::Walk* NotifieeList::innermost_ = nullptr;
+thread_local constinit NotifieeList::Walk* NotifieeList::innermost_ = nullptr;
 
 NotifieeList::Walk::Walk(const NotifieeList& l)
     : list(&l), outer(innermost_), outermost(l.walked_ == 0) {
@@ -39,54 +42,82 @@ NotifieeList::~NotifieeList() {
   if (roomLog_ != 0) Quillo::slabFreeOrStdFree(many_);
 }
 
-// A frame as nearly all are: of a reactor of a machine, on one thread. Of a reactor that another
-// one holds, a whole Frame takes care. Its address is nobody's, so that it stands in registers.
-class NotifieeList::Delivery {
+// A reference held by one who knows that threadSafePointers_ is not set. It gives away no address,
+// so that it stands in a register.
+class NotifieeList::Held {
  public:
-  static void to(PtrInterface::NotifieeConst& notifiee, AttributeId attribute, const void* key) {
-    if (VFPtrInterface::threadSafePointers_ || notifiee.ownerIsNotifiee_ != 0) [[unlikely]] {
-      inFrame(notifiee, attribute, key);
-      return;
-    }
-    const Delivery holds(notifiee);
-    notifiee.onAttribute(attribute, key);
+  explicit Held(const PtrInterface* object) : object_(object) {
+    if (object_ != nullptr) object_->referencesIncHere();
   }
-  Delivery(const Delivery&) = delete;
-  Delivery& operator=(const Delivery&) = delete;
+  ~Held() { letGo(); }
+  Held(const Held&) = delete;
+  Held& operator=(const Held&) = delete;
+
+  void letGo() {
+    const PtrInterface* const object = std::exchange(object_, nullptr);
+    if (object != nullptr) object->referencesDecHere();
+  }
+  void is(const PtrInterface* object) {
+    if (object == object_) return;
+    letGo();
+    object_ = object;
+    if (object_ != nullptr) object_->referencesIncHere();
+  }
+  // Ends the object if nobody else holds it.
+  void letGoOfLast() {
+    if (object_ != nullptr && object_->referenceCount() == 1) [[unlikely]]
+      letGo();
+  }
 
  private:
-  explicit Delivery(PtrInterface::NotifieeConst& notifiee)
-      : held_(&notifiee), owner_(notifiee.owner_) {
-    held_->referencesIncHere();
-    if (owner_ != nullptr) owner_->referencesIncHere();
-  }
-  ~Delivery() {
-    held_->referencesDecHere();
-    if (owner_ != nullptr) owner_->referencesDecHere();
-  }
-  [[gnu::noinline]] static void inFrame(PtrInterface::NotifieeConst& notifiee,
-                                        AttributeId attribute, const void* key) {
-    const Frame frame(notifiee);
-    notifiee.onAttribute(attribute, key);
-  }
-
-  const PtrInterface* const held_;
-  const PtrInterface* const owner_;
+  const PtrInterface* object_;
 };
+
+namespace {
+
+// A reactor of a reactor has more above it to be held, and threads take turns: then it takes a
+// whole Frame.
+[[gnu::noinline]] void deliverInFrame(PtrInterface::NotifieeConst& notifiee, AttributeId attribute,
+                                      const void* key) {
+  const Frame frame(notifiee);
+  notifiee.onAttribute(attribute, key);
+}
+
+}  // namespace
 
 // Most lists: no walk, as there is nothing to come back to.
 void NotifieeList::visitOnly(AttributeId attribute, const void* key) const {
   PtrInterface::NotifieeConst* const only = *slots();
-  if (only != nullptr && only->hasNotificationActive()) Delivery::to(*only, attribute, key);
+  if (only == nullptr || !only->hasNotificationActive()) return;
+  if (VFPtrInterface::threadSafePointers_ || only->ownerIsNotifiee_ != 0) [[unlikely]] {
+    deliverInFrame(*only, attribute, key);
+    return;
+  }
+  const Held owner(only->owner_);
+  const Held itself(only);
+  only->onAttribute(attribute, key);
 }
 
+// Many reactors of one machine often stand side by side. The machine is held through all of them,
+// and ends after the very one in which it lost its last other reference.
 void NotifieeList::visitAll(AttributeId attribute, const void* key) const {
-  const Walk walk(*this);
+  Walk walk(*this);  // NOLINT(misc-const-correctness): the end of the list changes it
   const U32 end = used_;
+  Held owner(nullptr);
   for (U32 i = 0; i < end; ++i) {
     PtrInterface::NotifieeConst* const notifiee = slots()[i];
     if (notifiee == nullptr || !notifiee->hasNotificationActive()) continue;
-    Delivery::to(*notifiee, attribute, key);
+    if (VFPtrInterface::threadSafePointers_ || notifiee->ownerIsNotifiee_ != 0) [[unlikely]] {
+      owner.letGo();
+      deliverInFrame(*notifiee, attribute, key);
+    } else {
+      owner.is(notifiee->owner_);
+      {
+        const Held itself(notifiee);
+        notifiee->onAttribute(attribute, key);
+      }
+      owner.letGoOfLast();
+    }
     // The end of a frame may run foreign code as well.
     if (walk.list == nullptr) return;
   }
@@ -111,6 +142,7 @@ void NotifieeList::add(PtrInterface::NotifieeConst& notifiee) {
 }
 
 void NotifieeList::makeRoom() {
+  if (roomLog_ == lastRoomLog) throw std::length_error("Velo::NotifieeList: too many notifiees");
   auto** const wider = static_cast<PtrInterface::NotifieeConst**>(
       Quillo::slabAlloc(2 * std::size_t{used_} * sizeof(PtrInterface::NotifieeConst*)));
   std::copy_n(slots(), used_, wider);

@@ -37,7 +37,8 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
   friend class PtrInterface::NotifieeConst;
 
   // A delivery under way, on the stack of the one who delivers. All that are under way are linked,
-  // whatever their lists, since lists are many and deliveries few; so a list may go meanwhile.
+  // thread by thread, whatever their lists, since lists are many and deliveries few; so a list may
+  // go meanwhile.
   struct Walk {
     const NotifieeList* list;
     Walk* const outer;
@@ -47,8 +48,8 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
   };
-  static Walk* innermost_;
-  class Delivery;
+  [[gnu::tls_model("initial-exec")]] static thread_local constinit Walk* innermost_;
+  class Held;
 
   void visitOnly(AttributeId attribute, const void* key) const;
   void visitAll(AttributeId attribute, const void* key) const;

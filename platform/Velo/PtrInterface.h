@@ -56,8 +56,8 @@ class AttributeId {
 class VFPtrInterface {
  public:
   // When set, counts change by atomic read-modify-write, so pointers may be copied and dropped on
-  // other threads. Set it before the first object is shared; nothing else becomes safe for
-  // concurrent use.
+  // other threads. Set it before the first object is shared, and not while a delivery is under way;
+  // nothing else becomes safe for concurrent use.
   static bool threadSafePointers_;
 
   // True while notifications are delivered to this object (a notifiee) or switched on (a machine).

@@ -556,6 +556,20 @@ TYPED_TEST(HashMap2018Contract, AWalkThatErasesEachElementItComesToEmptiesTheCol
   }
 }
 
+TYPED_TEST(HashMap2018Contract, AKeyThatIsAbsentIsNotFoundWhateverTheSize) {
+  typename TestFixture::Map map;
+  for (U32 n = 0; n < 150; ++n) {
+    for (U32 absent = n; absent < n + 12; ++absent)
+      ASSERT_EQ(map.find(TypeParam::key(absent)), nullptr) << n;
+    map.insert(TypeParam::key(n), TypeParam::value(n));
+  }
+  for (U32 n = 0; n < 150; ++n) {
+    map.erase(TypeParam::key(n));
+    for (U32 gone = 0; gone <= n; ++gone) ASSERT_EQ(map.find(TypeParam::key(gone)), nullptr) << n;
+    for (U32 left = n + 1; left < 150; ++left) ASSERT_NE(map.find(TypeParam::key(left)), nullptr);
+  }
+}
+
 TYPED_TEST(HashMap2018Contract, ARandomWalkAgreesWithTheModel) {
   struct Run {
     U32 seed;

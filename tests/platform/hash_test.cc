@@ -7,11 +7,14 @@
 
 #include <algorithm>
 #include <bit>
+#include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Nimbo/String.h"
+#include "platform/Velo/HashMapCore.h"
 
 namespace {
 
@@ -38,7 +41,8 @@ TEST(Hash, NumbersThatDifferHaveHashesThatDiffer) {
 }
 
 TEST(Hash, NumbersInRegularStepsSpreadOverTheBucketsOfAnIndex) {
-  for (const U32 step : {1U, 2U, 3U, 100U, 256U, 4096U, 65536U, 2654435761U}) {
+  for (const U32 step :
+       {1U, 2U, 3U, 10U, 100U, 256U, 1000U, 4096U, 10000U, 65536U, 65537U, 1U << 20, 2654435761U}) {
     std::vector<U32> buckets(512);
     U32 withoutPlace = 0;
     for (U32 n = 0; n < 4096; ++n) {
@@ -46,6 +50,20 @@ TEST(Hash, NumbersInRegularStepsSpreadOverTheBucketsOfAnIndex) {
     }
     // 4096 over 512 buckets with 12 places each: at random, 66 find their bucket full.
     EXPECT_LT(withoutPlace, 100U) << step;
+  }
+}
+
+TEST(Hash, NumbersInRegularStepsHaveTagsThatTellThemApartInABucket) {
+  for (const U32 step :
+       {1U, 2U, 3U, 10U, 100U, 256U, 1000U, 4096U, 10000U, 65536U, 65537U, 1U << 20, 2654435761U}) {
+    std::map<std::pair<U32, U8>, U32> seen;
+    U32 alike = 0;
+    for (U32 n = 0; n < 4096; ++n) {
+      const U32 hash = Velo::Hash<U32>::of(n * step);
+      alike += seen[{hash % 512, Velo::Impl::HashMapBlock::tagOf(hash)}]++;
+    }
+    // 14336 pairs share one of 512 buckets; at random 112 of them share a tag of 7 bits.
+    EXPECT_LT(alike, 300U) << step;
   }
 }
 

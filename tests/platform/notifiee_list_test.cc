@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <random>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/platform/reactor_toys.h"
 
@@ -316,6 +321,135 @@ TEST_F(NotifieeList, TheListMayDieWithTheNotifieeThatIsHeldNoLongerThanItsCallba
   EXPECT_EQ(reader, nullptr);
   EXPECT_EQ(publisher->list, nullptr);
   EXPECT_EQ(taken(), Lines{});
+}
+
+TEST_F(NotifieeList, TheListMayDieWithItsOnlyNotifiee) {
+  const auto publisher = Velo::make<Publisher>();
+  auto reader = Velo::make<LastReader>(*publisher);
+  reader->self = &reader;
+  publisher->list->visit(Velo::AttributeId(Publisher::news));
+  EXPECT_EQ(reader, nullptr);
+  EXPECT_EQ(publisher->list, nullptr);
+}
+
+TEST_F(NotifieeList, AnOnlyNotifieeMayMakeRoomForOthersAndDeliverToThem) {
+  const auto lamp = Velo::make<Lamp>(2U);
+  const auto only = Watcher::on(*lamp, "only");
+  Velo::Ptr<Watcher> x;
+  Velo::Ptr<Watcher> y;
+  theLog.at["only lit"] = [&] {
+    only->isRegisteredNotifieeIs(false);
+    x = Watcher::on(*lamp, "x");
+    y = Watcher::on(*lamp, "y");
+    only->isRegisteredNotifieeIs(true);
+    lamp->litIs(false);
+    theLog("inner ended");
+  };
+  lamp->litIs(true);
+  EXPECT_EQ(taken(), (Lines{"only lit", "x lit", "y lit", "only lit", "inner ended"}));
+  x = nullptr;
+  y = nullptr;
+  taken();
+  lamp->litIs(true);
+  EXPECT_EQ(taken(), Lines{"only lit"});
+}
+
+TEST_F(NotifieeList, AListMayDieUnderTheDeliveryOfAnotherWhichGoesOn) {
+  const Velo::AttributeId news(Publisher::news);
+  const auto outer = Velo::make<Publisher>();
+  const auto inner = Velo::make<Publisher>();
+  const auto outer1 = Watcher::on(*outer, "outer1");
+  const auto outer2 = Watcher::on(*outer, "outer2");
+  const auto inner1 = Watcher::on(*inner, "inner1");
+  const auto inner2 = Watcher::on(*inner, "inner2");
+  theLog.at["outer1 news"] = [&] {
+    inner->list->visit(news);
+    theLog("inner ended");
+  };
+  theLog.at["inner1 news"] = [&] { outer->list.reset(); };
+  outer->list->visit(news);
+  EXPECT_EQ(taken(), (Lines{"outer1 news", "inner1 news", "inner2 news", "inner ended"}));
+  inner1->isRegisteredNotifieeIs(false);
+  inner->list->visit(news);
+  EXPECT_EQ(taken(), Lines{"inner2 news"});
+}
+
+// A stuck walk would show under the address sanitizer, when a list dies that counts on it.
+TEST_F(NotifieeList, AnExceptionThroughTheDeliveriesOfTwoListsEndsBoth) {
+  const Velo::AttributeId news(Publisher::news);
+  const auto outer = Velo::make<Publisher>();
+  const auto inner = Velo::make<Publisher>();
+  const auto outer1 = Watcher::on(*outer, "outer1");
+  const auto outer2 = Watcher::on(*outer, "outer2");
+  const auto inner1 = Watcher::on(*inner, "inner1");
+  const auto inner2 = Watcher::on(*inner, "inner2");
+  theLog.at["outer1 news"] = [&] { inner->list->visit(news); };
+  theLog.at["inner1 news"] = [] { throw std::runtime_error("no"); };
+  EXPECT_THROW(outer->list->visit(news), std::runtime_error);
+  EXPECT_EQ(taken(), (Lines{"outer1 news", "inner1 news"}));
+  inner->list.reset();
+  theLog.at.clear();
+  outer->list->visit(news);
+  EXPECT_EQ(taken(), (Lines{"outer1 news", "outer2 news"}));
+}
+
+// A machine as far as a frame holds it.
+class Owner : public Velo::PtrInterface {
+ public:
+  ~Owner() override {
+    theLog("~Owner");
+    atEnd();
+  }
+  std::function<void()> atEnd = [] {};
+};
+class OwnedWatcher : public Watcher {
+ public:
+  OwnedWatcher(std::string name, Owner* owner, const Velo::PtrInterface& entity)
+      : Watcher(std::move(name)) {
+    ownerIs(owner, false);
+    notifierIs(&entity);
+    isRegisteredNotifieeIs(true);
+    hasNotificationActiveIs(true);
+  }
+  void detach() { ownerIs(nullptr, false); }
+};
+
+TEST_F(NotifieeList, AnOwnerOfManyEndsWithTheFrameInWhichItsLastOtherReferenceWent) {
+  const auto lamp = Velo::make<Lamp>(4U);
+  auto owner = Velo::make<Owner>();
+  std::vector<Velo::Ptr<OwnedWatcher>> watchers;
+  for (const char* name : {"a", "b", "c"})
+    watchers.push_back(Velo::make<OwnedWatcher>(name, owner.get(), *lamp));
+  owner->atEnd = [&] {
+    for (const auto& watcher : watchers) watcher->detach();
+    watchers[1]->hasNotificationActiveIs(false);
+  };
+  theLog.at["a lit"] = [&] {
+    EXPECT_EQ(owner->referenceCount(), 2U);
+    owner = nullptr;
+    theLog("a goes on");
+  };
+  lamp->litIs(true);
+  EXPECT_EQ(taken(), (Lines{"a lit", "a goes on", "~Owner", "c lit"}));
+}
+
+TEST_F(NotifieeList, OwnersThatAlternateAreHeldInTheirTurn) {
+  const auto lamp = Velo::make<Lamp>(5U);
+  const auto one = Velo::make<Owner>();
+  const auto two = Velo::make<Owner>();
+  std::vector<Velo::Ptr<OwnedWatcher>> watchers;
+  for (Owner* owner : {one.get(), two.get(), one.get(), one.get()})
+    watchers.push_back(Velo::make<OwnedWatcher>(std::to_string(watchers.size()), owner, *lamp));
+  std::vector<std::pair<U32, U32>> counts;
+  for (const char* line : {"0 lit", "1 lit", "2 lit", "3 lit"}) {
+    theLog.at[line] = [&] { counts.emplace_back(one->referenceCount(), two->referenceCount()); };
+  }
+  lamp->litIs(true);
+  const std::vector<std::pair<U32, U32>> expected = {{2, 1}, {1, 2}, {2, 1}, {2, 1}};
+  EXPECT_EQ(counts, expected);
+  EXPECT_EQ(one->referenceCount(), 1U);
+  EXPECT_EQ(two->referenceCount(), 1U);
+  for (const auto& watcher : watchers) watcher->detach();
 }
 
 TEST_F(NotifieeList, ARandomWalkKeepsTheOrderOfRegistration) {
