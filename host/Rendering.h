@@ -52,7 +52,7 @@ std::map<U16, U32> vniOfVlan(const Node& node, const std::vector<RenderedPort>& 
 std::string placeOf(const Node& node, const RenderedPort& port);
 
 // Commands for a shell: ovs-vsctl for the ports, vtep-ctl for the VTEP if there is one. They may be
-// run again.
+// run again as long as port groups and VTEPs are the same (docs/rendering.md).
 std::string ovsCommands(const Node& node, const SwitchOutputs& outputs, Refusals& refusals);
 
 // What belongs into config_db.json.
