@@ -1,7 +1,6 @@
-# What `cmake --install` puts in place: the program with its manual page and completions, and for
-# programs that embed Fabrion libraries, module, public headers, a CMake package and a pkg-config
-# file. docs/embedding.md tells how they are used,
-# tests/embed/embed.sh holds them to it.
+# What `cmake --install` puts in place: the program with its manual page and completions; and, for
+# programs that embed Fabrion, libraries, module, public headers, a CMake package and a pkg-config
+# file. docs/embedding.md tells how they are used, tests/embed/embed.sh holds them to it.
 #
 # The installed tree can be moved: whatever refers to another part of it does so from where it
 # stands itself. So all ways between folders are worked out here, once.

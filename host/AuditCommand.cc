@@ -9,14 +9,11 @@
 #include "host/OutputDifference.h"
 #include "host/OutputsJson.h"
 #include "host/Progress.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
 namespace {
-
-void say(std::ostream& err, const std::string& words) {
-  err << "fabrion: " + words + '\n' << std::flush;
-}
 
 std::size_t switchesIn(const FabricOutputs& a, const FabricOutputs& b) {
   std::set<std::string> names;

@@ -7,6 +7,7 @@
 #include "host/Counted.h"
 #include "host/FabricDocument.h"
 #include "host/Progress.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
@@ -39,9 +40,7 @@ Outcome check(const std::vector<std::string>& files, std::ostream& out, std::ost
              counted(fabric->links.size(), "link", "links") + ", " +
              counted(requests, "request", "requests") + '\n'
       << std::flush;
-  if (out) return Outcome::done;
-  err << "fabrion: the result cannot be written\n" << std::flush;
-  return Outcome::mistake;
+  return out ? Outcome::done : refuse(err, "the result cannot be written");
 }
 
 }  // namespace Fabrion::Host

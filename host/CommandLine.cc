@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "host/Say.h"
 #include "host/commandline/Commands.h"
 
 namespace Fabrion::Host {
@@ -26,7 +27,7 @@ int runCommandLine(int argc, const char* const* argv) {
   try {
     return session.command();
   } catch (const std::exception& failed) {
-    std::cerr << "fabrion: " + std::string(failed.what()) + "\n";
+    say(std::cerr, failed.what());
     return session.failure;
   }
 }

@@ -16,6 +16,7 @@
 #include "host/Discovery.h"
 #include "host/FabricDocument.h"
 #include "host/Limits.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
@@ -176,9 +177,7 @@ Outcome discover(const DiscoverOptions& options, std::ostream& out, std::ostream
   err << std::flush;
   if (!mistakes.empty()) return Outcome::mistake;
   out << document << std::flush;
-  if (out) return Outcome::done;
-  err << "fabrion: the document cannot be written\n" << std::flush;
-  return Outcome::mistake;
+  return out ? Outcome::done : refuse(err, "the document cannot be written");
 }
 
 }  // namespace Fabrion::Host

@@ -15,6 +15,7 @@
 #include "host/Progress.h"
 #include "host/Report.h"
 #include "host/RunFiles.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
@@ -30,10 +31,6 @@ void writePicture(const std::string& path, const std::string& svg) {
 
 Outcome draw(const DrawOptions& options, std::ostream& out, std::ostream& err,
              const Velo::VeloModule& module) {
-  const auto fail = [&err](const std::string& words) {
-    err << "fabrion: " + words + '\n' << std::flush;
-    return Outcome::mistake;
-  };
   try {
     keepDocuments(options.output, "the picture", options.documents);
     const std::optional<Fabric> fabric = readOrTell(options.documents, err, options.terminal);
@@ -50,11 +47,11 @@ Outcome draw(const DrawOptions& options, std::ostream& out, std::ostream& err,
     }
     out << svg << std::flush;
   } catch (const FileError& failed) {
-    return fail(failed.what());
+    return refuse(err, failed.what());
   } catch (const OperationFailed& failed) {
-    return fail(failed.what());
+    return refuse(err, failed.what());
   }
-  return out ? Outcome::done : fail("the picture cannot be written");
+  return out ? Outcome::done : refuse(err, "the picture cannot be written");
 }
 
 }  // namespace Fabrion::Host

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/Limits.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
@@ -78,11 +79,6 @@ std::string fileOf(const std::string& output, std::size_t number) {
   const std::string name =
       path.stem().string() + '-' + std::to_string(number) + path.extension().string();
   return (path.parent_path() / name).string();
-}
-
-Outcome refuse(std::ostream& err, const std::string& why) {
-  err << "fabrion: " + why + '\n' << std::flush;
-  return Outcome::mistake;
 }
 
 }  // namespace

@@ -8,16 +8,9 @@
 #include "host/Plan.h"
 #include "host/PlanReport.h"
 #include "host/Progress.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
-
-namespace {
-
-void say(std::ostream& err, const std::string& words) {
-  err << "fabrion: " + words + '\n' << std::flush;
-}
-
-}  // namespace
 
 Outcome plan(const PlanOptions& options, std::ostream& out, std::ostream& err,
              const Velo::VeloModule& module) {

@@ -8,16 +8,13 @@
 #include "host/FabricText.h"
 #include "host/Progress.h"
 #include "host/Rendering.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
 namespace {
 
 using Json = nlohmann::json;
-
-void say(std::ostream& err, const std::string& words) {
-  err << "fabrion: " + words + '\n' << std::flush;
-}
 
 // The switches that are asked for; none, and said why, where there is no such switch.
 std::vector<const Node*> chosen(const Fabric& fabric, const RenderOptions& options,

@@ -13,18 +13,11 @@
 #include "host/ReportJson.h"
 #include "host/ReportText.h"
 #include "host/RunFiles.h"
+#include "host/Say.h"
 #include "host/TextTrace.h"
 #include "host/WatchCommand.h"
 
 namespace Fabrion::Host {
-
-namespace {
-
-void say(std::ostream& err, const std::string& words) {
-  err << "fabrion: " + words + '\n' << std::flush;
-}
-
-}  // namespace
 
 Outcome run(const RunOptions& options, std::ostream& out, std::ostream& err,
             const Velo::VeloModule& module) {

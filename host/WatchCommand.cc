@@ -19,6 +19,7 @@
 #include "host/ReportJson.h"
 #include "host/ReportText.h"
 #include "host/RunFiles.h"
+#include "host/Say.h"
 #include "host/TextTrace.h"
 
 namespace Fabrion::Host {
@@ -88,7 +89,7 @@ class Watching {
  private:
   bool json() const { return options_.format == ReportFormat::json; }
 
-  void say(const std::string& words) { err_ << "fabrion: " + words + '\n' << std::flush; }
+  void say(const std::string& words) { Host::say(err_, words); }
 
   void write(const std::string& text) { out_ << text << std::flush; }
 

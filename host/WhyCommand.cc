@@ -14,6 +14,7 @@
 #include "host/FabricChange.h"
 #include "host/FabricText.h"
 #include "host/Progress.h"
+#include "host/Say.h"
 #include "host/Why.h"
 #include "host/WhyJson.h"
 #include "host/WhyText.h"
@@ -102,10 +103,6 @@ void checkPort(const Node& node, const std::string& port) {
 
 Outcome why(const WhyOptions& options, std::ostream& out, std::ostream& err,
             const Velo::VeloModule& module) {
-  const auto fail = [&err](const std::string& words) {
-    err << "fabrion: " + words + '\n' << std::flush;
-    return Outcome::mistake;
-  };
   try {
     const Words words = wordsOf(options.words);
     const std::optional<Fabric> fabric = readOrTell(words.documents, err, options.terminal);
@@ -126,11 +123,11 @@ Outcome why(const WhyOptions& options, std::ostream& out, std::ostream& err,
                 : textOf(explanation))
         << std::flush;
   } catch (const BadQuestion& bad) {
-    return fail(bad.what());
+    return refuse(err, bad.what());
   } catch (const OperationFailed& failed) {
-    return fail(failed.what());
+    return refuse(err, failed.what());
   }
-  return out ? Outcome::done : fail("the explanation cannot be written");
+  return out ? Outcome::done : refuse(err, "the explanation cannot be written");
 }
 
 }  // namespace Fabrion::Host

@@ -44,9 +44,7 @@ void addPlan(CLI::App& app, Session& session) {
       throw CLI::ValidationError("plan", "takes OLD NEW, or --old FILE... --new FILE...");
     }
     options->format = reportFormat(*format);
-    options->terminal = session.terminal;
-    session.is(
-        [&session, options] { return plan(*options, std::cout, std::cerr, session.module()); });
+    session.is(options, plan);
   });
 }
 
@@ -71,9 +69,7 @@ void addAudit(CLI::App& app, Session& session) {
                   "fabrion audit --against now.json examples/two-switches.yaml"}}});
   command->callback([&session, options, format] {
     options->format = reportFormat(*format);
-    options->terminal = session.terminal;
-    session.is(
-        [&session, options] { return audit(*options, std::cout, std::cerr, session.module()); });
+    session.is(options, audit);
   });
 }
 

@@ -36,9 +36,7 @@ void addRender(CLI::App& app, Session& session) {
                   "fabrion render --target openconfig examples/two-switches.yaml > config.json"}}});
   command->callback([&session, options, target] {
     options->target = targets.at(*target);
-    options->terminal = session.terminal;
-    session.is(
-        [&session, options] { return render(*options, std::cout, std::cerr, session.module()); });
+    session.is(options, render);
   });
 }
 
@@ -54,11 +52,7 @@ void addDraw(CLI::App& app, Session& session) {
       *command,
       {{done(), notDone()},
        {{"A picture for a browser:", "fabrion draw examples/leaf-spine.yaml -o fabric.svg"}}});
-  command->callback([&session, options] {
-    options->terminal = session.terminal;
-    session.is(
-        [&session, options] { return draw(*options, std::cout, std::cerr, session.module()); });
-  });
+  command->callback([&session, options] { session.is(options, draw); });
 }
 
 void addWhy(CLI::App& app, Session& session) {
@@ -79,9 +73,7 @@ void addWhy(CLI::App& app, Session& session) {
                   "fabrion why examples/leaf-spine.yaml leaf3 e8"}}});
   command->callback([&session, options, format] {
     options->format = reportFormat(*format);
-    options->terminal = session.terminal;
-    session.is(
-        [&session, options] { return why(*options, std::cout, std::cerr, session.module()); });
+    session.is(options, why);
   });
 }
 

@@ -39,9 +39,7 @@ void addRun(CLI::App& app, Session& session) {
                   "fabrion run --watch examples/two-switches.yaml"}}});
   command->callback([&session, options, format] {
     options->format = reportFormat(*format);
-    options->terminal = session.terminal;
-    session.is(
-        [&session, options] { return run(*options, std::cout, std::cerr, session.module()); });
+    session.is(options, run);
   });
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/Module.h"
+#include "host/Say.h"
 
 namespace Fabrion::Host {
 
@@ -42,9 +43,7 @@ Ending notDone() {
 
 Outcome write(const std::string& text, const std::string& what) {
   std::cout << text << std::flush;
-  if (std::cout) return Outcome::done;
-  std::cerr << "fabrion: " + what + " cannot be written\n";
-  return Outcome::mistake;
+  return std::cout ? Outcome::done : refuse(std::cerr, what + " cannot be written");
 }
 
 void addDocuments(CLI::App& app, std::vector<std::string>& documents) {

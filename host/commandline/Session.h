@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <iostream>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -59,6 +61,14 @@ struct Session {
   // The command that was named is this one, and a failure of it is a mistake: status 1 is kept for
   // what --strict asks about.
   void is(std::function<Outcome()> named);
+  // The same for a command that starts machines and shows its progress.
+  template <class Options>
+  void is(const std::shared_ptr<Options>& options,
+          Outcome (*named)(const Options&, std::ostream& out, std::ostream& err,
+                           const Velo::VeloModule&)) {
+    options->terminal = terminal;
+    is([this, options, named] { return named(*options, std::cout, std::cerr, module()); });
+  }
 };
 
 // Nearly all commands end so, besides what they add.

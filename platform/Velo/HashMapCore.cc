@@ -210,36 +210,33 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
 // Within the block, which nobody stands in.
 void HashMapCore::closeGaps(const HashMapType& type) noexcept {
   HashMapBlock& block = *block_;
-  U32 rank = 0;
   if (!block.indexed() && type.relocate == nullptr && block.size + 1 == block.used()) {
+    // A single gap, as a small collection has that is always full: all behind it moves at once.
     const U32 gap = block.firstGap();
-    const U32 behind = block.used() - gap - 1;
     std::memmove(block.entry(type, gap), block.entry(type, gap + 1),
-                 std::size_t{behind} * type.entrySize);
+                 std::size_t{block.size - gap} * type.entrySize);
     if (block.keepsHashes(type)) {
       U32* const hashes = block.hashes(type);
-      for (U32 i = gap; i < gap + behind; ++i) hashes[i] = hashes[i + 1];
+      for (U32 slot = gap; slot < block.size; ++slot) hashes[slot] = hashes[slot + 1];
     }
-    block.usedIs(block.size);
-    block.firstIs(0);
-    block.liveUpTo(type, block.size);
-    return;
-  }
-  for (U32 slot = block.nextLive(type, block.first()); slot != HashMapBlock::none;
-       slot = block.nextLive(type, slot + 1)) {
-    if (slot != rank) {
-      if (block.keepsHashes(type)) block.hashes(type)[rank] = block.hashes(type)[slot];
-      if (type.relocate == nullptr) {
-        std::memcpy(block.entry(type, rank), block.entry(type, slot), type.entrySize);
-      } else {
-        type.relocate(block.entry(type, rank), block.entry(type, slot));
+  } else {
+    U32 rank = 0;
+    for (U32 slot = block.nextLive(type, block.first()); slot != HashMapBlock::none;
+         slot = block.nextLive(type, slot + 1)) {
+      if (slot != rank) {
+        if (block.keepsHashes(type)) block.hashes(type)[rank] = block.hashes(type)[slot];
+        if (type.relocate == nullptr) {
+          std::memcpy(block.entry(type, rank), block.entry(type, slot), type.entrySize);
+        } else {
+          type.relocate(block.entry(type, rank), block.entry(type, slot));
+        }
       }
+      ++rank;
     }
-    ++rank;
   }
-  block.usedIs(rank);
+  block.usedIs(block.size);
   block.firstIs(0);
-  block.liveUpTo(type, rank);
+  block.liveUpTo(type, block.size);
   if (!block.indexed()) return;
   std::memset(static_cast<void*>(block.buckets()), 0, block.indexBytes());
   fillIndex(type, block);

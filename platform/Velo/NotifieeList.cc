@@ -85,10 +85,11 @@ namespace {
 
 }  // namespace
 
-// Most lists: no walk, as there is nothing to come back to.
+// Most lists: no walk, as there is nothing to come back to. A slot that is the only one is taken,
+// since gaps are closed but under a walk, which has more.
 void NotifieeList::visitOnly(AttributeId attribute, const void* key) const {
   PtrInterface::NotifieeConst* const only = *slots();
-  if (only == nullptr || !only->hasNotificationActive()) return;
+  if (!only->hasNotificationActive()) return;
   if (VFPtrInterface::threadSafePointers_ || only->ownerIsNotifiee_ != 0) [[unlikely]] {
     deliverInFrame(*only, attribute, key);
     return;

@@ -16,6 +16,7 @@
 #include "tests/host/Program.h"
 #include "tests/host/Texts.h"
 #include "tests/host/controller_scene.h"
+#include "tests/host/folder.h"
 
 #if defined(FABRION_BINARY) && defined(FABRION_MODULE)
 
@@ -24,6 +25,7 @@ namespace {
 
 using Test::Exit;
 using Test::fabrion;
+using Test::Folder;
 using Test::inRepository;
 using Test::shell;
 using Test::textOfFile;
@@ -40,27 +42,6 @@ void expectSaid(const std::string& command, const std::string& out, int status,
   EXPECT_EQ(exit.out, said) << command;
   EXPECT_EQ(exit.status, status) << command;
 }
-
-// A folder of its own, gone with the test.
-class Folder {
- public:
-  Folder() {
-    std::string name = testing::TempDir() + "errorsXXXXXX";
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder");
-    path = name;
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
-  std::string with(const std::string& name, const std::string& text) const {
-    std::ofstream(*this / name, std::ios::binary) << text;
-    return *this / name;
-  }
-
-  std::string path;
-};
 
 // ---- Results
 

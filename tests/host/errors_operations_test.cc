@@ -16,28 +16,18 @@
 #include "host/RenderCommand.h"
 #include "host/Why.h"
 #include "host/WhyCommand.h"
-#include "platform/Velo/Exceptions.h"
-#include "platform/Velo/Type.h"
 #include "tests/host/Program.h"
 #include "tests/host/Texts.h"
+#include "tests/host/failing_modules.h"
 
 namespace Fabrion::Host {
 namespace {
 
+using Test::empty;
+using Test::failing;
 using Test::inRepository;
 using Test::textOfFile;
 using Test::written;
-
-// A module whose topology cannot be made.
-Velo::Ptr<Velo::PtrInterface> outOfRange(void* const* /*arguments*/) {
-  Velo::throwRangeException("this is out of range");
-}
-constinit const Velo::TypeRecord failingTopology{
-    "Fabrion::Agent::TopologySm", {}, &outOfRange, 3, {}};
-const Velo::TypeRecord* const failingTypes[] = {&failingTopology};
-const Velo::VeloModule failing{"Failing", failingTypes};
-// And one that has none.
-const Velo::VeloModule empty{"Empty", {}};
 
 using Command = std::function<Outcome(std::ostream&, std::ostream&, const Velo::VeloModule&)>;
 

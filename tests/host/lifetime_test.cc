@@ -16,6 +16,7 @@
 #include "platform/Velo/AllocTrack.h"
 #include "tests/host/Texts.h"
 #include "tests/host/controller_scene.h"
+#include "tests/host/folder.h"
 
 #ifdef FABRION_MODULE
 
@@ -23,6 +24,7 @@ namespace Fabrion::Host {
 namespace {
 
 using Test::ControllerScene;
+using Test::Folder;
 using Test::textOfFile;
 using Operations = std::vector<Operation>;
 
@@ -242,30 +244,13 @@ TEST(Lifetime, NothingOutlivesTheControllerWhereverItEnds) {
 
 #ifdef FABRION_BINARY
 
-class TemporaryFiles {
- public:
-  TemporaryFiles() {
-    std::string name = testing::TempDir() + "fabrionXXXXXX";
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for temporary files");
-    folder_ = name;
-  }
-  ~TemporaryFiles() { std::filesystem::remove_all(folder_); }
-  TemporaryFiles(const TemporaryFiles&) = delete;
-  TemporaryFiles& operator=(const TemporaryFiles&) = delete;
-
-  std::string path(const std::string& name) const { return (folder_ / name).string(); }
-
- private:
-  std::filesystem::path folder_;
-};
-
 TEST(Lifetime, TheSameJournalGivesTheSameBytesInEveryProcess) {
   // Or equal bytes would prove nothing about addresses.
   const int flags = personality(0xffffffff);
   ASSERT_EQ(flags & ADDR_NO_RANDOMIZE, 0);
 
-  const TemporaryFiles files;
-  const std::string journal = files.path("journal");
+  const Folder files;
+  const std::string journal = files / "journal";
   {
     std::ofstream lines(journal);
     for (const Operation& operation : making() + takingAway()) {
@@ -276,12 +261,12 @@ TEST(Lifetime, TheSameJournalGivesTheSameBytesInEveryProcess) {
   std::vector<std::string> traces;
   for (const std::string run : {"1", "2", "3"}) {
     const std::string command = FABRION_BINARY " replay --trace 9 --module " FABRION_MODULE " " +
-                                journal + " >" + files.path("out" + run) + " 2>" +
-                                files.path("trace" + run);
+                                journal + " >" + files / ("out" + run) + " 2>" +
+                                files / ("trace" + run);
     const int status = std::system(command.c_str());
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
-    outs.push_back(textOfFile(files.path("out" + run)));
-    traces.push_back(textOfFile(files.path("trace" + run)));
+    outs.push_back(textOfFile(files / ("out" + run)));
+    traces.push_back(textOfFile(files / ("trace" + run)));
   }
   EXPECT_GT(traces[0].size(), 10000U);
   EXPECT_THAT(outs, testing::Each(outs[0]));

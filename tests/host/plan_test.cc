@@ -12,11 +12,10 @@
 
 #include "host/Module.h"
 #include "host/PlanCommand.h"
-#include "platform/Velo/Exceptions.h"
-#include "platform/Velo/Type.h"
 #include "tests/host/Program.h"
 #include "tests/host/RandomEdits.h"
 #include "tests/host/Texts.h"
+#include "tests/host/failing_modules.h"
 
 #if defined(FABRION_BINARY) && defined(FABRION_MODULE)
 
@@ -27,6 +26,7 @@ using Json = nlohmann::json;
 using Test::blocksOf;
 using Test::Exit;
 using Test::fabrion;
+using Test::failing;
 using Test::inRepository;
 using Test::RandomEdits;
 using Test::textOfFile;
@@ -178,15 +178,6 @@ TEST(Plan, TheExampleOfThePageIsAPlan) {
   EXPECT_THAT(blocksOf(page, "json"),
               testing::ElementsAre(planned(documents[0], documents[1], ReportFormat::json).out));
 }
-
-// A module whose topology cannot be made.
-Velo::Ptr<Velo::PtrInterface> outOfRange(void* const* /*arguments*/) {
-  Velo::throwRangeException("this is out of range");
-}
-constinit const Velo::TypeRecord failingTopology{
-    "Fabrion::Agent::TopologySm", {}, &outOfRange, 3, {}};
-const Velo::TypeRecord* const failingTypes[] = {&failingTopology};
-const Velo::VeloModule failing{"Failing", failingTypes};
 
 TEST(Plan, AnOperationThatFailsIsTold) {
   std::ostringstream out;

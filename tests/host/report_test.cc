@@ -6,11 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/FabricChange.h"
-#include "host/Module.h"
 #include "host/ReportJson.h"
 #include "host/ReportText.h"
-#include "tests/host/Texts.h"
+#include "tests/host/reports.h"
 
 #ifdef FABRION_MODULE
 
@@ -18,16 +16,10 @@ namespace Fabrion::Host {
 namespace {
 
 using Json = nlohmann::json;
+using Test::reportOn;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-Report reportOn(const std::string& document) {
-  const Fabric fabric = Test::fabricOf(document);
-  Controller controller(loadModule(FABRION_MODULE));
-  for (const Operation& operation : FabricChange().to(fabric)) controller.apply(operation);
-  return reportOf(fabric, controller);
-}
 
 // The conflicts as lines, whoever asks as "CLIENT@PORT".
 std::vector<std::string> conflictsIn(const Report& report) {

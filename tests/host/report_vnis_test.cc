@@ -3,12 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/FabricChange.h"
-#include "host/Module.h"
-#include "host/Report.h"
 #include "host/ReportJson.h"
 #include "host/ReportText.h"
-#include "tests/host/Texts.h"
+#include "tests/host/reports.h"
 
 #ifdef FABRION_MODULE
 
@@ -16,14 +13,8 @@ namespace Fabrion::Host {
 namespace {
 
 using Json = nlohmann::json;
+using Test::reportOn;
 using testing::IsEmpty;
-
-Report reportOn(const std::string& document) {
-  const Fabric fabric = Test::fabricOf(document);
-  Controller controller(loadModule(FABRION_MODULE));
-  for (const Operation& operation : FabricChange().to(fabric)) controller.apply(operation);
-  return reportOf(fabric, controller);
-}
 
 const std::string mapped = R"(
 switches: {leaf: {ports: [e10, e9, e2, e1], groups: {po1: [e1, e2]}, vteps: [v2, v1]}}

@@ -13,15 +13,15 @@
 
 #include "host/CheckCommand.h"
 #include "host/Module.h"
-#include "platform/Velo/Exceptions.h"
-#include "platform/Velo/Type.h"
 #include "tests/host/Texts.h"
+#include "tests/host/failing_modules.h"
 
 #if defined(FABRION_BINARY) && defined(FABRION_MODULE)
 
 namespace Fabrion::Host {
 namespace {
 
+using Test::failing;
 using Test::inRepository;
 using Test::linesOf;
 using Test::textOfFile;
@@ -223,15 +223,6 @@ TEST(Run, TheSameDocumentGivesTheSameBytes) {
   EXPECT_EQ(once.err, again.err);
   EXPECT_THAT(once.err, Not(IsEmpty()));
 }
-
-// A module whose topology cannot be made.
-Velo::Ptr<Velo::PtrInterface> outOfRange(void* const* /*arguments*/) {
-  Velo::throwRangeException("this is out of range");
-}
-constinit const Velo::TypeRecord failingTopology{
-    "Fabrion::Agent::TopologySm", {}, &outOfRange, 3, {}};
-const Velo::TypeRecord* const failingTypes[] = {&failingTopology};
-const Velo::VeloModule failing{"Failing", failingTypes};
 
 TEST(Run, AnExceptionOfTheRuntimeIsToldWithItsOperation) {
   const Result result = ran({{example("two-switches")}}, failing);

@@ -354,42 +354,40 @@ TEST_F(NotifieeList, AnOnlyNotifieeMayMakeRoomForOthersAndDeliverToThem) {
   EXPECT_EQ(taken(), Lines{"only lit"});
 }
 
-TEST_F(NotifieeList, AListMayDieUnderTheDeliveryOfAnotherWhichGoesOn) {
-  const Velo::AttributeId news(Publisher::news);
-  const auto outer = Velo::make<Publisher>();
-  const auto inner = Velo::make<Publisher>();
-  const auto outer1 = Watcher::on(*outer, "outer1");
-  const auto outer2 = Watcher::on(*outer, "outer2");
-  const auto inner1 = Watcher::on(*inner, "inner1");
-  const auto inner2 = Watcher::on(*inner, "inner2");
+// Two lists, so that the delivery of one may stand inside that of the other.
+class NotifieeListOfTwo : public ToyTest {
+ protected:
+  const Velo::AttributeId news_{Publisher::news};
+  const Velo::Ptr<Publisher> outer_ = Velo::make<Publisher>();
+  const Velo::Ptr<Publisher> inner_ = Velo::make<Publisher>();
+  const Velo::Ptr<Watcher> outer1_ = Watcher::on(*outer_, "outer1");
+  const Velo::Ptr<Watcher> outer2_ = Watcher::on(*outer_, "outer2");
+  const Velo::Ptr<Watcher> inner1_ = Watcher::on(*inner_, "inner1");
+  const Velo::Ptr<Watcher> inner2_ = Watcher::on(*inner_, "inner2");
+};
+
+TEST_F(NotifieeListOfTwo, AListMayDieUnderTheDeliveryOfAnotherWhichGoesOn) {
   theLog.at["outer1 news"] = [&] {
-    inner->list->visit(news);
+    inner_->list->visit(news_);
     theLog("inner ended");
   };
-  theLog.at["inner1 news"] = [&] { outer->list.reset(); };
-  outer->list->visit(news);
+  theLog.at["inner1 news"] = [&] { outer_->list.reset(); };
+  outer_->list->visit(news_);
   EXPECT_EQ(taken(), (Lines{"outer1 news", "inner1 news", "inner2 news", "inner ended"}));
-  inner1->isRegisteredNotifieeIs(false);
-  inner->list->visit(news);
+  inner1_->isRegisteredNotifieeIs(false);
+  inner_->list->visit(news_);
   EXPECT_EQ(taken(), Lines{"inner2 news"});
 }
 
 // A stuck walk would show under the address sanitizer, when a list dies that counts on it.
-TEST_F(NotifieeList, AnExceptionThroughTheDeliveriesOfTwoListsEndsBoth) {
-  const Velo::AttributeId news(Publisher::news);
-  const auto outer = Velo::make<Publisher>();
-  const auto inner = Velo::make<Publisher>();
-  const auto outer1 = Watcher::on(*outer, "outer1");
-  const auto outer2 = Watcher::on(*outer, "outer2");
-  const auto inner1 = Watcher::on(*inner, "inner1");
-  const auto inner2 = Watcher::on(*inner, "inner2");
-  theLog.at["outer1 news"] = [&] { inner->list->visit(news); };
+TEST_F(NotifieeListOfTwo, AnExceptionThroughTheDeliveriesOfTwoListsEndsBoth) {
+  theLog.at["outer1 news"] = [&] { inner_->list->visit(news_); };
   theLog.at["inner1 news"] = [] { throw std::runtime_error("no"); };
-  EXPECT_THROW(outer->list->visit(news), std::runtime_error);
+  EXPECT_THROW(outer_->list->visit(news_), std::runtime_error);
   EXPECT_EQ(taken(), (Lines{"outer1 news", "inner1 news"}));
-  inner->list.reset();
+  inner_->list.reset();
   theLog.at.clear();
-  outer->list->visit(news);
+  outer_->list->visit(news_);
   EXPECT_EQ(taken(), (Lines{"outer1 news", "outer2 news"}));
 }
 
