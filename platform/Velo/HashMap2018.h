@@ -128,7 +128,7 @@ class HashMap2018 {
       return std::nullopt;
     }
     Node* node = nodeAt(at);
-    if (core_.pinned(at.slot)) {
+    if (core_.pinned(type, at.slot)) {
       core_.unpin(type);
       node = nodeAt(place(key));
     }
@@ -146,7 +146,7 @@ class HashMap2018 {
     const Place at = place(key);
     if (at.slot == none) return std::nullopt;
     Node* const node = nodeAt(at);
-    if (core_.pinned(at.slot)) {
+    if (core_.pinned(type, at.slot)) {
       Change value = handOver(*node);
       core_.takeOut(type, at);
       return value;
@@ -166,7 +166,7 @@ class HashMap2018 {
     while (watch.attached() && !empty()) {
       const Place at = core_.first(type);
       Node* const node = nodeAt(at);
-      if (core_.pinned(at.slot)) {
+      if (core_.pinned(type, at.slot)) {
         core_.takeOut(type, at);
         continue;
       }
@@ -280,9 +280,9 @@ class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker 
   using Element = std::conditional_t<IsConst, const Node, Node>;
 
  public:
-  explicit BasicIterator(Map& map) : node_(static_cast<Node*>(start(type, map.core_))) {}
+  explicit BasicIterator(Map& map) { start(type, map.core_); }
   ~BasicIterator() {
-    if (node_ == nullptr) return;
+    if (entry() == nullptr) return;
     if (settled()) {
       unlink();
     } else {
@@ -291,24 +291,26 @@ class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker 
   }
 
   // Stands on an element, be it there or gone; false at the end.
-  explicit operator bool() const { return node_ != nullptr; }
+  explicit operator bool() const { return entry() != nullptr; }
 
   // The element as it now is in the collection; null when it is gone, also if its key has come back
   // at the end. After a replacement, the node of the new value, which this iterator does not hold.
   Element* currNodeNonStale() const {
-    return node_ == nullptr ? nullptr : static_cast<Node*>(standing(type));
+    return entry() == nullptr ? nullptr : static_cast<Node*>(standing(type));
   }
   // The element as the iterator came to it, also when it is gone; null at the end.
-  Element* currNodeMaybeStale() const { return node_; }
+  Element* currNodeMaybeStale() const { return static_cast<Node*>(entry()); }
   // The key of the element stood on; not at the end.
-  const Key& key() const { return node_->key_; }
+  const Key& key() const { return currNodeMaybeStale()->key_; }
 
   // Goes to the next element that is there, in order; then lets go of the one before. At the end
   // nothing happens.
   void advance() {
-    if (settled()) [[likely]] {
-      node_ = static_cast<Node*>(step(type));
-    } else if (node_ != nullptr) {
+    if (stepInRun(sizeof(Node))) [[likely]]
+      return;
+    if (settled()) {
+      step(type);
+    } else if (entry() != nullptr) {
       advanceFromStale();
     }
   }
@@ -318,12 +320,12 @@ class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker 
 
   void advanceFromStale() {
     Left left;
-    node_ = static_cast<Node*>(stepFrom(type, left));
+    stepFrom(type, left);
     drop(left);
   }
   void end() {
     Left left;
-    leave(type, left);
+    leave(left);
     drop(left);
   }
   // Ends what nobody stands on any more. That may run foreign code: nothing is touched after it.
@@ -337,18 +339,16 @@ class HashMap2018<Tag, Key, Value>::BasicIterator : private Impl::HashMapWalker 
   // From an element that is gone to the next one, from a value replaced to that of now. Either may
   // run foreign code that makes the same necessary again.
   void skipStale() {
-    while (node_ != nullptr && !settled()) {
+    while (entry() != nullptr && !settled()) {
       if (standing(type) == nullptr) {
         advance();
         continue;
       }
       Left left;
-      node_ = static_cast<Node*>(rehome(type, left));
+      rehome(type, left);
       drop(left);
     }
   }
-
-  Node* node_;
 };
 
 // The iterator of a range-for loop.

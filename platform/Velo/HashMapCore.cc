@@ -109,7 +109,7 @@ HashMapCore::~HashMapCore() {
   bool stoodIn = false;
   for (HashMapWalker* walker = block_->walkers; walker != nullptr; walker = walker->next_) {
     walker->core_ = nullptr;
-    walker->settled_ = false;
+    walker->unsettle(0);
     stoodIn = stoodIn || walker->home_ == block_;
   }
   if (!stoodIn) HashMapWalker::release(block_);
@@ -147,14 +147,13 @@ void HashMapCore::settle(const HashMapType& type, U32 capacity) {
   try {
     for (HashMapWalker* walker = from.walkers; walker != nullptr; walker = walker->next_) {
       if (!walker->settled()) continue;
-      const U32 slot = walker->slot_;
       bool isFirst = true;
       for (const HashMapWalker* other = from.walkers; other != walker; other = other->next_) {
-        isFirst = isFirst && !(other->settled() && other->slot_ == slot);
+        isFirst = isFirst && !(other->settled() && other->entry_ == walker->entry_);
       }
       if (!isFirst) continue;
-      const U32 rank = from.rank(type, slot);
-      type.copy(to.entry(type, rank), from.entry(type, slot));
+      const U32 rank = from.rank(type, walker->position(type));
+      type.copy(to.entry(type, rank), walker->entry_);
       to.liveIs(type, rank, true);
       ++copied;
     }
@@ -176,8 +175,7 @@ void HashMapCore::moveTo(const HashMapType& type, HashMapBlock& to) noexcept {
   for (HashMapWalker* walker = from.walkers; walker != nullptr; walker = walker->next_) {
     if (walker->home_ == nullptr) continue;
     stoodIn = stoodIn || walker->home_ == &from;
-    walker->resume_ = from.rank(type, walker->settled() ? walker->slot_ : walker->resume_);
-    walker->settled_ = false;
+    walker->unsettle(from.rank(type, walker->position(type)));
   }
   const bool asBytes = type.relocate == nullptr;
   if (asBytes && !stoodIn && from.size == from.used()) {
@@ -245,9 +243,9 @@ void HashMapCore::closeGaps(const HashMapType& type) noexcept {
 // -------------------------------------------------------------------------------------------------
 // Removal
 
-bool HashMapCore::isPinned(U32 slot) const noexcept {
+bool HashMapCore::isPinned(const void* entry) const noexcept {
   for (const HashMapWalker* walker = block_->walkers; walker != nullptr; walker = walker->next_) {
-    if (walker->settled() && walker->slot_ == slot) return true;
+    if (walker->settled() && walker->entry_ == entry) return true;
   }
   return false;
 }
@@ -269,12 +267,16 @@ HashMapCore::Place HashMapCore::first(const HashMapType& type) const {
 // What a removal leaves to do besides: walkers, and what the slots are used for.
 void HashMapCore::tidyAfter(const HashMapType& type, U32 slot) noexcept {
   HashMapBlock& block = *block_;
+  const void* const entry = block.walkers == nullptr ? nullptr : block.entry(type, slot);
   for (HashMapWalker* walker = block.walkers; walker != nullptr; walker = walker->next_) {
     if (walker->home_ == nullptr || walker->gone_) continue;
-    if ((walker->home_ == &block ? walker->slot_ : walker->resume_) != slot) continue;
-    walker->gone_ = true;
-    walker->settled_ = false;
-    walker->resume_ = slot;
+    if (walker->home_ == &block ? walker->entry_ == entry : walker->resume_ == slot) {
+      walker->gone_ = true;
+      walker->unsettle(slot);
+    } else if (walker->entry_ < entry && entry <= walker->last_) {
+      walker->lastSlot_ = slot - 1;
+      walker->last_ = block.entry(type, slot - 1);
+    }
   }
   if (block.size == 0) {
     block.firstIs(block.used());
@@ -318,12 +320,12 @@ void HashMapCore::emptied() noexcept {
 
 HashMapWatch::~HashMapWatch() {
   Left nothing;
-  leave({}, nothing);
+  leave(nothing);
 }
 
-bool HashMapWalker::accompanied(U32 slot) const {
-  const auto standsThere = [this, slot](const HashMapWalker& other) {
-    return other.home_ == home_ && (slot == HashMapBlock::none || other.slot_ == slot);
+bool HashMapWalker::accompanied(const void* entry) const {
+  const auto standsThere = [this, entry](const HashMapWalker& other) {
+    return other.home_ == home_ && (entry == nullptr || other.entry_ == entry);
   };
   for (const HashMapWalker* other = next_; other != nullptr; other = other->next_) {
     if (standsThere(*other)) return true;
@@ -334,43 +336,44 @@ bool HashMapWalker::accompanied(U32 slot) const {
   return false;
 }
 
-HashMapWalker::Left HashMapWalker::toLeave(const HashMapType& type) const {
+U32 HashMapWalker::position(const HashMapType& type) const {
+  if (!settled_) return resume_;
+  const auto ahead = static_cast<const char*>(last_) - static_cast<const char*>(entry_);
+  return lastSlot_ - static_cast<U32>(static_cast<std::size_t>(ahead) / type.entrySize);
+}
+
+HashMapWalker::Left HashMapWalker::toLeave() const {
   Left left;
-  if (home_ == nullptr || settled() || accompanied(slot_)) return left;
-  left.entry = home_->entry(type, slot_);
+  if (home_ == nullptr || settled() || accompanied(entry_)) return left;
+  left.entry = entry_;
   const bool retired = core_ == nullptr || home_ != core_->block_;
-  if (retired && !accompanied(HashMapBlock::none)) left.block = home_;
+  if (retired && !accompanied(nullptr)) left.block = home_;
   return left;
 }
 
-void* HashMapWalker::stepFrom(const HashMapType& type, Left& left) {
-  left = toLeave(type);
+void HashMapWalker::stepFrom(const HashMapType& type, Left& left) {
+  left = toLeave();
   if (core_ != nullptr) {
     HashMapBlock& block = *core_->block_;
-    const U32 position = settled() ? slot_ : resume_;
-    const U32 next = block.nextLive(type, gone_ ? position : position + 1);
+    // Nothing is live below the first.
+    const U32 from = gone_ ? std::max(resume_, block.first()) : position(type) + 1;
+    const U32 next = block.nextLive(type, from);
     if (next != HashMapBlock::none) {
-      home_ = &block;
-      slot_ = next;
       gone_ = false;
-      settled_ = true;
-      return block.entry(type, next);
+      standOn(type, &block, next);
+      return;
     }
   }
-  leave(type, left);
-  return nullptr;
+  leave(left);
 }
 
-void* HashMapWalker::rehome(const HashMapType& type, Left& left) {
-  left = toLeave(type);
-  home_ = core_->block_;
-  slot_ = resume_;
-  settled_ = true;
-  return home_->entry(type, slot_);
+void HashMapWalker::rehome(const HashMapType& type, Left& left) {
+  left = toLeave();
+  standOn(type, core_->block_, resume_);
 }
 
-void HashMapWalker::leave(const HashMapType& type, Left& left) {
-  left = toLeave(type);
+void HashMapWalker::leave(Left& left) {
+  left = toLeave();
   const HashMapCore* const core = core_;
   unlink();
   if (core == nullptr || core->block_->walkers != nullptr) return;

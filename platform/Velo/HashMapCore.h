@@ -176,6 +176,15 @@ class HashMapBlock {
     if (size == counts().used) return from;
     return nextLiveAfterGap(type, from);
   }
+  // The last slot of a run of live ones that begins with `slot`, as far as it is told at once.
+  U32 lastOfRun(const HashMapType& type, U32 slot) {
+    U64 rest = U64{fewLive_} >> slot;
+    if (indexed()) {
+      if (size == counts().used) return size - 1;
+      rest = liveWords(type)[slot / 64] >> (slot % 64);
+    }
+    return slot + static_cast<U32>(std::countr_one(rest)) - 1;
+  }
   // The first slot that is not live. Of a block without index.
   U32 firstGap() const { return static_cast<U32>(std::countr_one(fewLive_)); }
   // Live slots below `slot`.
@@ -239,6 +248,9 @@ class HashMapCore;
 // A place in a collection that follows its changes. The walkers of a collection are linked, so one
 // cannot move. Once the walk has ended it is linked nowhere; when the collection has died it still
 // stands on its entry and knows its siblings.
+//
+// A step is short as long as the walker knows entries ahead of it that lie side by side and are
+// live, a run. Whatever changes one of these ends the run before it.
 class HashMapWalker {
  public:
   HashMapWalker(const HashMapWalker&) = delete;
@@ -258,20 +270,28 @@ class HashMapWalker {
   bool attached() const { return core_ != nullptr; }
   // Whether the walker stands on an entry that is where a lookup finds it.
   bool settled() const { return settled_; }
+  // The entry stood on, be it there or gone; null at the end.
+  void* entry() const { return entry_; }
+  // Goes to the next entry of the run; false, and it stays, where that ends.
+  bool stepInRun(std::size_t entrySize) {
+    if (entry_ == last_) return false;
+    entry_ = static_cast<char*>(entry_) + entrySize;
+    return true;
+  }
   void join(const HashMapCore& core);
   void unlink();
 
-  // The first entry, or null; then the walker is not linked.
-  void* start(const HashMapType& type, const HashMapCore& core);
-  // The next entry, or null at the end; then the walker is no longer linked. Only if settled().
-  // O(1) on average.
-  void* step(const HashMapType& type);
-  // As step() and start() on, in any state. What was left is the caller's to end, last of all.
-  void* stepFrom(const HashMapType& type, Left& left);
+  // Stands on the first entry, or at the end; then the walker is not linked.
+  void start(const HashMapType& type, const HashMapCore& core);
+  // Goes on where a run ended: to the next entry, or to the end; then the walker is no longer
+  // linked. Only if settled(). O(1) on average.
+  void step(const HashMapType& type);
+  // As step(), in any state. What was left is the caller's to end, last of all.
+  void stepFrom(const HashMapType& type, Left& left);
   // Goes to where the entry stood on is now; it must be there.
-  void* rehome(const HashMapType& type, Left& left);
+  void rehome(const HashMapType& type, Left& left);
   // Ends the walk.
-  void leave(const HashMapType& type, Left& left);
+  void leave(Left& left);
   // The entry that is now in the place of the one stood on; null when that is gone.
   void* standing(const HashMapType& type) const;
   // Gives back a block that nobody stands in any more; null is let through.
@@ -281,17 +301,29 @@ class HashMapWalker {
   friend class HashMapCore;
 
   // What becomes free when this walker leaves its place.
-  Left toLeave(const HashMapType& type) const;
-  // Whether another walker stands in the block, in this slot of it unless that is `none`.
-  bool accompanied(U32 slot) const;
+  Left toLeave() const;
+  // Whether another walker stands in the block, on this entry of it unless that is null.
+  bool accompanied(const void* entry) const;
+  // Stands on the live entry in this slot of the collection's block.
+  void standOn(const HashMapType& type, HashMapBlock* block, U32 slot);
+  // Where the walk is in the block that the collection has now.
+  U32 position(const HashMapType& type) const;
+  // The entry is no longer the one that a lookup finds.
+  void unsettle(U32 resume) {
+    settled_ = false;
+    last_ = entry_;
+    resume_ = resume;
+  }
 
   const HashMapCore* core_ = nullptr;
   HashMapWalker* next_ = nullptr;
   HashMapWalker* previous_ = nullptr;
   HashMapBlock* home_ = nullptr;  // where the entry stood on is; null for a mere watch
-  U32 slot_ = 0;                  // its slot there
-  U32 resume_ = 0;     // unless settled: where the walk is in the block that the collection has now
-  bool gone_ = false;  // the element has been removed; the walk goes on with `resume_` itself
+  void* entry_ = nullptr;
+  void* last_ = nullptr;  // of the run; unless settled the entry stood on
+  U32 lastSlot_ = 0;      // of the run, if settled
+  U32 resume_ = 0;        // unless settled: position()
+  bool gone_ = false;     // the element has been removed; the walk goes on with `resume_` itself
   bool settled_ = false;
 };
 
@@ -357,7 +389,9 @@ class HashMapCore {
   }
 
   // Whether a walker stands on the very entry in the slot.
-  bool pinned(U32 slot) const { return block_->walkers != nullptr && isPinned(slot); }
+  bool pinned(const HashMapType& type, U32 slot) const {
+    return block_->walkers != nullptr && isPinned(block_->entry(type, slot));
+  }
   // Moves to another block, so that no entry is pinned any more. May throw as make() does.
   void unpin(const HashMapType& type) { settle(type, block_->capacity()); }
   // Removes the element. Its entry stays as it is where it is pinned; otherwise it is the caller's,
@@ -390,7 +424,7 @@ class HashMapCore {
   // Of a block without gaps whose index is vacant.
   static void fillIndex(const HashMapType& type, HashMapBlock& block) noexcept;
   static HashMapBlock* allocate(const HashMapType& type, U32 capacity);
-  bool isPinned(U32 slot) const noexcept;
+  bool isPinned(const void* entry) const noexcept;
   void makeRoom(const HashMapType& type);
   void settle(const HashMapType& type, U32 capacity);
   void closeGaps(const HashMapType& type) noexcept;
@@ -507,33 +541,39 @@ inline void HashMapWalker::unlink() {
   next_ = nullptr;
   previous_ = nullptr;
   home_ = nullptr;
+  entry_ = nullptr;
+  last_ = nullptr;
   settled_ = false;
 }
 
-inline void* HashMapWalker::start(const HashMapType& type, const HashMapCore& core) {
-  HashMapBlock* const block = core.block_;
-  if (block == nullptr || block->size == 0) return nullptr;
-  join(core);
+inline void HashMapWalker::standOn(const HashMapType& type, HashMapBlock* block, U32 slot) {
   home_ = block;
+  entry_ = block->entry(type, slot);
+  lastSlot_ = block->lastOfRun(type, slot);
+  last_ = static_cast<char*>(entry_) + std::size_t{lastSlot_ - slot} * type.entrySize;
   settled_ = true;
-  slot_ = block->nextLive(type, block->first());
-  return block->entry(type, slot_);
 }
 
-inline void* HashMapWalker::step(const HashMapType& type) {
-  const U32 next = home_->nextLive(type, slot_ + 1);
+inline void HashMapWalker::start(const HashMapType& type, const HashMapCore& core) {
+  HashMapBlock* const block = core.block_;
+  if (block == nullptr || block->size == 0) return;
+  join(core);
+  standOn(type, block, block->nextLive(type, block->first()));
+}
+
+inline void HashMapWalker::step(const HashMapType& type) {
+  const U32 next = home_->nextLive(type, lastSlot_ + 1);
   if (next == HashMapBlock::none) {
     unlink();
-    return nullptr;
+  } else {
+    standOn(type, home_, next);
   }
-  slot_ = next;
-  return home_->entry(type, next);
 }
 
 inline void* HashMapWalker::standing(const HashMapType& type) const {
   if (core_ == nullptr || gone_) return nullptr;
   HashMapBlock* const block = core_->block_;
-  return block->entry(type, home_ == block ? slot_ : resume_);
+  return home_ == block ? entry_ : block->entry(type, resume_);
 }
 
 }  // namespace Velo::Impl
