@@ -42,16 +42,27 @@ char* writePart(char* at, U32 low, U32 high) noexcept {
   return writeNumber(at, high);
 }
 
-// Reads a number of a list as it is written here: no leading zero, no more than five digits. False
-// for any other text.
-inline bool readCanonical(const char*& at, U32& number) noexcept {
-  const char* const start = at;
+// Reads a number of a list as it is written here, without leading zero and of five digits at most.
+// Returns where it ends, or null for any other text. Written out digit by digit: a list is read
+// with each change of one VLAN, and a loop takes half as long again.
+inline const char* readCanonical(const char* at, U32& number) noexcept {
   U32 value = digitAt(at);
-  if (value > 9) return false;
-  for (U32 digit = digitAt(++at); digit <= 9; digit = digitAt(++at)) value = value * 10 + digit;
-  const std::ptrdiff_t digits = at - start;
+  if (value > 9) return nullptr;
   number = value;
-  return digits <= 5 && value <= maxVlan && (digits == 1 || *start != '0');
+  U32 digit = digitAt(at + 1);
+  if (digit > 9) return at + 1;
+  if (value == 0) return nullptr;
+  number = value = value * 10 + digit;
+  digit = digitAt(at + 2);
+  if (digit > 9) return at + 2;
+  number = value = value * 10 + digit;
+  digit = digitAt(at + 3);
+  if (digit > 9) return at + 3;
+  number = value = value * 10 + digit;
+  digit = digitAt(at + 4);
+  if (digit > 9) return at + 4;
+  number = value = value * 10 + digit;
+  return value <= maxVlan && digitAt(at + 5) > 9 ? at + 5 : nullptr;
 }
 
 // Whether a zero-terminated text of this size is what multiRangeString() would write for it. The
@@ -62,10 +73,12 @@ bool isCanonical(const char* at, std::size_t size) noexcept {
   // One VLAN at least is missing between two parts.
   for (U32 lowest = 0;; ++at) {
     U32 low = 0;
-    if (!readCanonical(at, low) || low < lowest) return false;
+    at = readCanonical(at, low);
+    if (at == nullptr || low < lowest) return false;
     U32 high = low;
     if (*at == '-') {
-      if (!readCanonical(++at, high) || high <= low) return false;
+      at = readCanonical(at + 1, high);
+      if (at == nullptr || high <= low) return false;
     }
     if (*at != ',') return at == end;
     lowest = high + 2;
