@@ -52,7 +52,7 @@ class Entity : public PtrInterface {
 
   // Tells the notifiees, in the middle of which this entity may lose its last other reference.
   void notify(AttributeId attribute, const void* key = nullptr) const {
-    if (notifiees_.empty()) return;
+    if (notifiees_.idle()) return;
     const Ptr<const Entity> self(this);
     notifiees_.visit(attribute, key);
   }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <stdexcept>
-#include <utility>
 
 #include "platform/Quillo/Slab.h"
 
@@ -17,7 +16,9 @@ constexpr U32 slotMask = (U32{1} << 29) - 1;
 
 }  // namespace
 
-thread_local constinit NotifieeList::Walk* NotifieeList::innermost_ = nullptr;
+// The model is said here again, as what is optimised at link time goes by the definition.
+[[gnu::tls_model(
+    "initial-exec")]] thread_local constinit NotifieeList::Walk* NotifieeList::innermost_ = nullptr;
 
 NotifieeList::Walk::Walk(const NotifieeList& l)
     : list(&l), outer(innermost_), outermost(l.walked_ == 0) {
@@ -42,61 +43,12 @@ NotifieeList::~NotifieeList() {
   if (roomLog_ != 0) Quillo::slabFreeOrStdFree(many_);
 }
 
-// A reference held by one who knows that threadSafePointers_ is not set. It gives away no address,
-// so that it stands in a register.
-class NotifieeList::Held {
- public:
-  explicit Held(const PtrInterface* object) : object_(object) {
-    if (object_ != nullptr) object_->referencesIncHere();
-  }
-  ~Held() { letGo(); }
-  Held(const Held&) = delete;
-  Held& operator=(const Held&) = delete;
-
-  void letGo() {
-    const PtrInterface* const object = std::exchange(object_, nullptr);
-    if (object != nullptr) object->referencesDecHere();
-  }
-  void is(const PtrInterface* object) {
-    if (object == object_) return;
-    letGo();
-    object_ = object;
-    if (object_ != nullptr) object_->referencesIncHere();
-  }
-  // Ends the object if nobody else holds it.
-  void letGoOfLast() {
-    if (object_ != nullptr && object_->referenceCount() == 1) [[unlikely]]
-      letGo();
-  }
-
- private:
-  const PtrInterface* object_;
-};
-
-namespace {
-
 // A reactor of a reactor has more above it to be held, and threads take turns: then it takes a
 // whole Frame.
-[[gnu::noinline]] void deliverInFrame(PtrInterface::NotifieeConst& notifiee, AttributeId attribute,
-                                      const void* key) {
+void NotifieeList::deliverInFrame(PtrInterface::NotifieeConst& notifiee, AttributeId attribute,
+                                  const void* key) {
   const Frame frame(notifiee);
   notifiee.onAttribute(attribute, key);
-}
-
-}  // namespace
-
-// Most lists: no walk, as there is nothing to come back to. A slot that is the only one is taken,
-// since gaps are closed but under a walk, which has more.
-void NotifieeList::visitOnly(AttributeId attribute, const void* key) const {
-  PtrInterface::NotifieeConst* const only = *slots();
-  if (!only->hasNotificationActive()) return;
-  if (VFPtrInterface::threadSafePointers_ || only->ownerIsNotifiee_ != 0) [[unlikely]] {
-    deliverInFrame(*only, attribute, key);
-    return;
-  }
-  const Held owner(only->owner_);
-  const Held itself(only);
-  only->onAttribute(attribute, key);
 }
 
 // Many reactors of one machine often stand side by side. The machine is held through all of them,
@@ -106,7 +58,8 @@ void NotifieeList::visitAll(AttributeId attribute, const void* key) const {
   const U32 end = used_;
   Held owner(nullptr);
   for (U32 i = 0; i < end; ++i) {
-    PtrInterface::NotifieeConst* const notifiee = slots()[i];
+    // More than one stand in the array, wherever it is by now.
+    PtrInterface::NotifieeConst* const notifiee = many_[i];
     if (notifiee == nullptr || !notifiee->hasNotificationActive()) continue;
     if (VFPtrInterface::threadSafePointers_ || notifiee->ownerIsNotifiee_ != 0) [[unlikely]] {
       owner.letGo();

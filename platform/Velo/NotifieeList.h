@@ -7,6 +7,8 @@
 // before its turn is passed over. List, entity and notifiee may each go in a callback. Notifying
 // allocates nothing.
 
+#include <utility>
+
 #include "platform/Velo/PtrInterface.h"
 
 namespace Velo {
@@ -31,6 +33,9 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
   void deleteAll();
 
   bool empty() const { return live_ == 0; }
+  // Whether visit() would call nobody, at a glance: not told of a list that all have left while a
+  // delivery is under way.
+  bool idle() const { return used_ == 0; }
   U32 size() const { return live_; }
 
  private:
@@ -53,6 +58,8 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
 
   void visitOnly(AttributeId attribute, const void* key) const;
   void visitAll(AttributeId attribute, const void* key) const;
+  static void deliverInFrame(PtrInterface::NotifieeConst& notifiee, AttributeId attribute,
+                             const void* key);
   void add(PtrInterface::NotifieeConst& notifiee);
   void remove(PtrInterface::NotifieeConst& notifiee);
   void compact() const;
@@ -70,5 +77,51 @@ class NotifieeList {  // NOLINT(*-member-init): one of a union
   U32 roomLog_ : 5 = 0;         // there is room for two to the power of it
   mutable U32 walked_ : 1 = 0;  // a delivery is under way
 };
+
+// A reference held by one who knows that threadSafePointers_ is not set. It gives away no address,
+// so that it stands in a register.
+class NotifieeList::Held {
+ public:
+  explicit Held(const PtrInterface* object) : object_(object) {
+    if (object_ != nullptr) object_->referencesIncHere();
+  }
+  ~Held() { letGo(); }
+  Held(const Held&) = delete;
+  Held& operator=(const Held&) = delete;
+
+  void letGo() {
+    const PtrInterface* const object = std::exchange(object_, nullptr);
+    if (object != nullptr) object->referencesDecHere();
+  }
+  void is(const PtrInterface* object) {
+    if (object == object_) return;
+    letGo();
+    object_ = object;
+    if (object_ != nullptr) object_->referencesIncHere();
+  }
+  // Ends the object if nobody else holds it.
+  void letGoOfLast() {
+    if (object_ != nullptr && object_->referenceCount() == 1) [[unlikely]]
+      letGo();
+  }
+
+ private:
+  const PtrInterface* object_;
+};
+
+// Most lists: no walk, as there is nothing to come back to. A slot that is the only one is taken,
+// since gaps are closed but under a walk, which has more. Inline, for deliveries are nested as deep
+// as what one change brings about, and a processor remembers some thirty returns.
+inline void NotifieeList::visitOnly(AttributeId attribute, const void* key) const {
+  PtrInterface::NotifieeConst* const only = *slots();
+  if (!only->hasNotificationActive()) return;
+  if (VFPtrInterface::threadSafePointers_ || only->ownerIsNotifiee_ != 0) [[unlikely]] {
+    deliverInFrame(*only, attribute, key);
+    return;
+  }
+  const Held owner(only->owner_);
+  const Held itself(only);
+  only->onAttribute(attribute, key);
+}
 
 }  // namespace Velo

@@ -77,9 +77,7 @@ class VFPtrInterface {
   VFPtrInterface& operator=(const VFPtrInterface&) = delete;
   ~VFPtrInterface() = default;
 
-  U32 load() const {
-    return threadSafePointers_ ? __atomic_load_n(&word_, __ATOMIC_RELAXED) : word_;
-  }
+  U32 load() const { return __atomic_load_n(&word_, __ATOMIC_RELAXED); }
   void increment() const {
     if (threadSafePointers_) {
       __atomic_fetch_add(&word_, 1U, __ATOMIC_RELAXED);
