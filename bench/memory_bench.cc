@@ -71,7 +71,7 @@ struct Ours {
   }
   template <std::size_t Size>
   static void give(void* block) {
-    Velo::trackedDelete<Object<Size>>(block);
+    Velo::trackedDelete<Object<Size>>(block, Size);
   }
 };
 // Loaded and not linked, for its library would take the place of malloc in the whole process, and
