@@ -8,10 +8,14 @@ std::string toString(const Origin& origin) {
   return origin.file ? *origin.file + ":" + std::to_string(origin.line) : std::string();
 }
 
-Origin VlanOrigins::of(U32 vlan) const {
-  const auto run = std::partition_point(runs.begin(), runs.end(),
-                                        [&](const Run& each) { return each.vlans.high < vlan; });
-  return run == runs.end() || vlan < run->vlans.low ? Origin{} : run->origin;
+std::vector<Origin> VlanOrigins::of(U32 vlan) const {
+  std::vector<Origin> origins;
+  for (const auto& [origin, vlans] : lines) {
+    const auto range = std::partition_point(
+        vlans.begin(), vlans.end(), [&](const NumberRange& each) { return each.high < vlan; });
+    if (range != vlans.end() && range->low <= vlan) origins.push_back(origin);
+  }
+  return origins;
 }
 
 }  // namespace Fabrion::Host

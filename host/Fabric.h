@@ -86,16 +86,16 @@ struct VlanDomain {
   friend auto operator<=>(const VlanDomain&, const VlanDomain&) = default;
 };
 
-// Where each VLAN of a request stands. Equal as origins are.
+// Where each VLAN of a request stands. Several lines may ask for one. Equal as origins are.
 struct VlanOrigins {
-  struct Run {
-    NumberRange vlans;
+  struct Line {
     Origin origin;
+    std::vector<NumberRange> vlans;  // rising, no two hold the same VLAN
   };
-  std::vector<Run> runs;  // rising, no two hold the same VLAN
+  std::vector<Line> lines;  // rising
 
-  // Of none where the VLAN is not among them. O(log n).
-  Origin of(U32 vlan) const;
+  // The lines that ask for it, rising; none where the VLAN is not among them. O(lines log n).
+  std::vector<Origin> of(U32 vlan) const;
 
   friend bool operator==(const VlanOrigins&, const VlanOrigins&) { return true; }
 };

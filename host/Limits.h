@@ -16,6 +16,9 @@ constexpr std::size_t listEntries = 4096;
 // and domains of all requests, one for each VLAN that has it; and ranges of all static maps.
 constexpr std::size_t names = std::size_t{1} << 20;
 constexpr std::size_t vlans = std::size_t{1} << 24;
+// What a VLAN counts for each further line of one request that asks for it: explanations have each
+// of these lines apart, where that of a VLAN by itself is one with those of its neighbours.
+constexpr std::size_t vlanAgain = 32;
 constexpr std::size_t vnis = std::size_t{1} << 21;
 constexpr std::size_t domains = std::size_t{1} << 21;
 constexpr std::size_t staticRanges = std::size_t{1} << 20;

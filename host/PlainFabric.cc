@@ -60,9 +60,16 @@ class Making {
 
   template <class Request>
   void addVlans(const WrittenRequest& written, Request& request) const {
-    for (const auto& [range, place] : written.vlans) {
+    for (const WrittenRange& each : written.vlans) {
+      const NumberRange range = each.range;
       for (U32 vlan = range.low; vlan <= range.high; ++vlan) request.vlans.push_back(vlan);
-      request.vlanOrigins.runs.push_back({range, origin(place)});
+    }
+    auto& lines = request.vlanOrigins.lines;
+    for (const auto& [range, place] : written.vlansByLine) {
+      if (lines.empty() || lines.back().origin.line != place.line) {
+        lines.push_back({origin(place), {}});
+      }
+      lines.back().vlans.push_back(range);
     }
     for (const WrittenVnis& each : written.vnis) {
       const NumberRange vlans = each.vlans.range;

@@ -17,7 +17,7 @@ namespace Fabrion::Host {
 
 namespace {
 
-// Each VLAN once, rising. A VLAN that stands in two entries is put down to one of them.
+// Each VLAN once, rising. A VLAN that stands in two ranges is put down to one of them.
 std::vector<WrittenRange> merged(std::vector<WrittenRange> written) {
   std::stable_sort(
       written.begin(), written.end(),
@@ -31,6 +31,22 @@ std::vector<WrittenRange> merged(std::vector<WrittenRange> written) {
     next = range.high + 1;
   }
   return runs;
+}
+
+// The same for the ranges of each line by itself, by line.
+std::vector<WrittenRange> mergedByLine(std::vector<WrittenRange> written) {
+  const auto before = [](const WrittenRange& a, const WrittenRange& b) {
+    return a.place.line < b.place.line;
+  };
+  std::stable_sort(written.begin(), written.end(), before);
+  std::vector<WrittenRange> all;
+  for (auto line = written.begin(); line != written.end();) {
+    const auto end = std::upper_bound(line, written.end(), *line, before);
+    const std::vector<WrittenRange> runs = merged({line, end});
+    all.insert(all.end(), runs.begin(), runs.end());
+    line = end;
+  }
+  return all;
 }
 
 std::size_t countOf(const std::vector<WrittenRange>& runs) {
@@ -132,12 +148,16 @@ void RequestParser::readVlans(const YamlValue& value, Place at) {
       shapes_.oneOrMore(value, at, "the VLANs", [&](const YamlValue& each, Place where) {
         if (!vlansOf(each, where, all)) request_.allVlans = false;
       });
+  std::vector<WrittenRange> byLine = mergedByLine(all);
   all = merged(std::move(all));
+  const std::size_t once = countOf(all);
+  const std::size_t again = countOf(byLine) - once;
   // A long list of few VLANs costs time, if not memory, and aliases may repeat it.
-  const std::size_t cost = std::max(countOf(all), value.values.size());
+  const std::size_t cost = std::max(once + again * Limits::vlanAgain, value.values.size());
   if (shape &&
       shapes_.spend(fabric_.vlans, cost, Limits::vlans, shapes_.placeOf(value, at), "VLANs")) {
     request_.vlans = std::move(all);
+    request_.vlansByLine = std::move(byLine);
   } else {
     request_.allVlans = false;
   }

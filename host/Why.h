@@ -36,7 +36,9 @@ struct Cause {
   std::string client = {};
   std::string hostname = {};
   std::string port = {};
-  LinkEnd farEnd = {};  // of a link
+  LinkEnd farEnd = {};     // of a link
+  NumberRange vlans = {};  // of a static map: the range that has the VLAN,
+  NumberRange vnis = {};   // and what it gives them, one each
   Origin origin = {};
   std::vector<Cause> because = {};
 };

@@ -34,28 +34,36 @@ std::vector<Cause> orLeftOver(std::vector<Cause> causes) {
   return causes;
 }
 
+void append(const std::vector<Cause>& more, std::vector<Cause>& causes) {
+  causes.insert(causes.end(), more.begin(), more.end());
+}
+
 template <class Request>
-std::optional<Origin> originIn(const Request& request, const Wanted& wanted) {
+std::vector<Origin> originsIn(const Request& request, const Wanted& wanted) {
   if (wanted.vni) {
     const VlanVni sought{wanted.vlan, *wanted.vni};
     const auto found = std::lower_bound(request.vnis.begin(), request.vnis.end(), sought);
-    if (found == request.vnis.end() || *found != sought) return std::nullopt;
-    return found->origin;
+    if (found == request.vnis.end() || *found != sought) return {};
+    return {found->origin};
   }
   if (wanted.domain) {
     const VlanDomain sought{wanted.vlan, *wanted.domain};
     const auto found = std::lower_bound(request.domains.begin(), request.domains.end(), sought);
-    if (found == request.domains.end() || *found != sought) return std::nullopt;
-    return found->origin;
+    if (found == request.domains.end() || *found != sought) return {};
+    return {found->origin};
   }
-  if (!std::binary_search(request.vlans.begin(), request.vlans.end(), wanted.vlan)) {
-    return std::nullopt;
-  }
+  if (!std::binary_search(request.vlans.begin(), request.vlans.end(), wanted.vlan)) return {};
   return request.vlanOrigins.of(wanted.vlan);
 }
 
-Cause asks(const PortRequest& request, const Origin& origin) {
-  return causeOf(CauseKind::portRequest, request.port, request.client, origin);
+template <class Request>
+std::vector<Cause> asksIn(CauseKind kind, const std::string& name, const Request& request,
+                          const Wanted& wanted) {
+  std::vector<Cause> causes;
+  for (const Origin& origin : originsIn(request, wanted)) {
+    causes.push_back(causeOf(kind, name, request.client, origin));
+  }
+  return causes;
 }
 
 }  // namespace
@@ -70,12 +78,16 @@ Cause causeOf(CauseKind kind, const std::string& name, const std::string& client
   return cause;
 }
 
-std::optional<Origin> originOf(const PortRequest& request, const Wanted& wanted) {
-  return originIn(request, wanted);
+std::vector<Cause> asks(const PortRequest& request, const Wanted& wanted) {
+  return asksIn(CauseKind::portRequest, request.port, request, wanted);
 }
 
-std::optional<Origin> originOf(const HostnameRequest& request, const Wanted& wanted) {
-  return originIn(request, wanted);
+std::vector<Cause> asks(const HostnameRequest& request, const Wanted& wanted) {
+  return asksIn(CauseKind::hostnameRequest, request.hostname, request, wanted);
+}
+
+Cause asksForNative(const PortRequest& request) {
+  return causeOf(CauseKind::portRequest, request.port, request.client, request.nativeOrigin);
 }
 
 std::vector<std::string> sortedNames(const DynamicVlan& vlan, const Wanted& wanted) {
@@ -137,7 +149,7 @@ std::vector<Cause> WhyCauses::ofPort(const PhysicalInterface& port, const Wanted
     } else if (found.empty()) {
       found.push_back(leftOver(referrer));
     }
-    causes.insert(causes.end(), found.begin(), found.end());
+    append(found, causes);
   }
   return causes;
 }
@@ -149,7 +161,7 @@ void WhyCauses::addPortRequests(const PhysicalInterface& port, const std::string
   const bool byDomain = wanted.domain && toString(*wanted.domain) == referrer;
   for (const PortRequest* request : index_.requests(here)) {
     if (wanted.domain ? !byDomain : request->client != referrer) continue;
-    if (const auto origin = originOf(*request, wanted)) causes.push_back(asks(*request, *origin));
+    append(asks(*request, wanted), causes);
   }
 }
 
@@ -197,6 +209,8 @@ void WhyCauses::addStaticMaps(const Interface& interface, const std::string& ref
       continue;
     }
     Cause cause = causeOf(CauseKind::staticMap, toString(domain), {}, range->origin);
+    cause.vlans = range->vlans;
+    cause.vnis = {range->vnis.low, range->vnis.low + (range->vlans.high - range->vlans.low)};
     cause.because = of(plain(interface.name()), {wanted.vlan, std::nullopt, domain});
     causes.push_back(std::move(cause));
   }
@@ -213,9 +227,7 @@ std::vector<Cause> WhyCauses::ofHostname(const NetworkElement& element,
   if (!asked || !holds(sortedNames(*vlan, wanted), hostname)) return causes;
   for (const std::string& client : sortedNames(*asked, wanted)) {
     const HostnameRequest* const request = index_.request(client, hostname);
-    const auto origin = request == nullptr ? std::nullopt : originOf(*request, wanted);
-    if (!origin) continue;
-    causes.push_back(causeOf(CauseKind::hostnameRequest, hostname, client, *origin));
+    if (request != nullptr) append(asks(*request, wanted), causes);
   }
   return causes;
 }
@@ -262,7 +274,7 @@ std::vector<Cause> WhyCauses::ofNative(const std::string& interface, U32 vlan) c
     for (const std::string& client : sortedKeys(native->referrer())) {
       const PortRequest* const request = index_.request(client, {node_.name, interface});
       const bool explains = request != nullptr && request->nativeVlan == vlan;
-      causes.push_back(explains ? asks(*request, request->nativeOrigin) : leftOver(client));
+      causes.push_back(explains ? asksForNative(*request) : leftOver(client));
     }
     return orLeftOver(std::move(causes));
   }

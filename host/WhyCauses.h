@@ -20,9 +20,12 @@ struct Wanted {
   std::optional<DomainName> domain = {};
 };
 
-// Where the request asks for it; none where it does not. O(log n).
-std::optional<Origin> originOf(const PortRequest& request, const Wanted& wanted);
-std::optional<Origin> originOf(const HostnameRequest& request, const Wanted& wanted);
+// What the request asks for on its port, or on its hostname: a cause for each line that asks for
+// what is wanted, lines rising; none where no line does. O(lines log n).
+std::vector<Cause> asks(const PortRequest& request, const Wanted& wanted);
+std::vector<Cause> asks(const HostnameRequest& request, const Wanted& wanted);
+// The same of its native VLAN, which it must have.
+Cause asksForNative(const PortRequest& request);
 
 Cause causeOf(CauseKind kind, const std::string& name, const std::string& client = {},
               const Origin& origin = {});

@@ -1,5 +1,7 @@
 #include "host/WhyJson.h"
 
+#include "host/FabricText.h"
+
 namespace Fabrion::Host {
 
 namespace {
@@ -92,6 +94,11 @@ Json jsonOf(const std::vector<Cause>& causes) {
     put(json, "hostname", cause.hostname);
     put(json, "port", cause.port);
     if (cause.kind == CauseKind::link) json["farEnd"] = jsonOf(cause.farEnd);
+    if (cause.kind == CauseKind::staticMap) {
+      json["vlans"] = toString(cause.vlans);
+      Json& vnis = json["vnis"] = Json::array();
+      for (U32 vni = cause.vnis.low; vni <= cause.vnis.high; ++vni) vnis.push_back(vni);
+    }
     put(json, "origin", cause.origin);
     if (!cause.because.empty()) json["because"] = jsonOf(cause.because);
     list.push_back(std::move(json));

@@ -3,6 +3,8 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "host/FabricText.h"
+
 namespace Fabrion::Host {
 
 namespace {
@@ -22,9 +24,9 @@ void addTo(std::string& key, std::initializer_list<std::string_view> parts) {
 void addTo(std::string& key, const std::vector<Cause>& causes) {
   key += down;
   for (const Cause& cause : causes) {
-    addTo(key,
-          {std::to_string(static_cast<int>(cause.kind)), cause.name, cause.client, cause.hostname,
-           cause.port, cause.farEnd.node, cause.farEnd.port, toString(cause.origin)});
+    addTo(key, {std::to_string(static_cast<int>(cause.kind)), cause.name, cause.client,
+                cause.hostname, cause.port, cause.farEnd.node, cause.farEnd.port,
+                toString(cause.origin), toString(cause.vlans), toString(cause.vnis)});
     addTo(key, cause.because);
   }
   key += up;

@@ -21,14 +21,6 @@ auto valueAt(const Map& map, const Key& key) -> typename Map::mapped_type {
   return found == map.end() ? typename Map::mapped_type() : found->second;
 }
 
-Cause asks(const PortRequest& request, const Origin& origin) {
-  return causeOf(CauseKind::portRequest, request.port, request.client, origin);
-}
-
-Cause asks(const HostnameRequest& request, const Origin& origin) {
-  return causeOf(CauseKind::hostnameRequest, request.hostname, request.client, origin);
-}
-
 void add(Reason reason, std::vector<Reason>& reasons) {
   for (Reason& each : reasons) {
     if (each.kind != reason.kind || each.name != reason.name) continue;
@@ -132,21 +124,20 @@ std::vector<Reason> WhyNot::notAllowed(const Place& place, U32 vlan, bool everyw
   std::vector<Reason> reasons;
   for (const LinkEnd& port : place.ports) {
     for (const PortRequest* request : index_.requests(port)) {
-      if (const auto origin = originOf(*request, {vlan})) {
+      if (std::vector<Cause> asked = asks(*request, {vlan}); !asked.empty()) {
         Reason reason;
-        reason.asks.push_back(asks(*request, *origin));
+        reason.asks = std::move(asked);
         add(std::move(reason), reasons);
       } else if (request->nativeVlan == vlan) {
         Reason reason = reasonOf(ReasonKind::nativeAlone);
-        reason.asks.push_back(asks(*request, request->nativeOrigin));
+        reason.asks.push_back(asksForNative(*request));
         add(std::move(reason), reasons);
       }
     }
   }
   const auto look = [&](const HostnameRequest& request) {
-    if (const auto origin = originOf(request, {vlan})) {
-      addHostname(place, request, asks(request, *origin), reasons);
-    }
+    const std::vector<Cause> asked = asks(request, {vlan});
+    if (!asked.empty()) addHostname(place, request, asked, reasons);
   };
   if (everywhere) {
     for (const HostnameRequest& request : index_.fabric().hostnameRequests) look(request);
@@ -163,13 +154,13 @@ std::vector<Reason> WhyNot::notAllowed(const Place& place, U32 vlan, bool everyw
   return reasons;
 }
 
-void WhyNot::addHostname(const Place& place, const HostnameRequest& request, const Cause& asks,
-                         std::vector<Reason>& reasons) const {
+void WhyNot::addHostname(const Place& place, const HostnameRequest& request,
+                         const std::vector<Cause>& asked, std::vector<Reason>& reasons) const {
   const auto& nodes = index_.nodesOf(request.hostname);
   Reason reason;
   reason.hostname = request.hostname;
   reason.remote = place.remotes.contains(request.hostname);
-  reason.asks.push_back(asks);
+  reason.asks = asked;
   if (nodes.empty()) {
     reason.kind = ReasonKind::noHost;
     reason.name = request.hostname;
@@ -206,12 +197,13 @@ void WhyNot::addHostname(const Place& place, const HostnameRequest& request, con
 std::vector<Cause> WhyNot::asksElsewhere(const Place& place, U32 vlan) const {
   std::vector<Cause> elsewhere;
   for (const PortRequest& request : index_.fabric().portRequests) {
-    const auto origin = originOf(request, {vlan});
     const LinkEnd port{request.switchName, request.port};
     const bool here = std::find(place.ports.begin(), place.ports.end(), port) != place.ports.end();
-    if (!origin || here) continue;
-    elsewhere.push_back(asks(request, *origin));
-    elsewhere.back().name = request.switchName + ":" + request.port;
+    if (here) continue;
+    for (Cause& cause : asks(request, {vlan})) {
+      cause.name = request.switchName + ":" + request.port;
+      elsewhere.push_back(std::move(cause));
+    }
   }
   return elsewhere;
 }
@@ -224,7 +216,7 @@ void WhyNot::addNative(const Place& place, std::optional<U32> vlan, Absences& ab
     for (const PortRequest* request : index_.requests(port)) {
       if (!request->nativeVlan) continue;
       asked.insert(*request->nativeVlan);
-      reason.asks.push_back(asks(*request, request->nativeOrigin));
+      reason.asks.push_back(asksForNative(*request));
     }
   }
   const Interface* const interface = causes_.interface(place.name);

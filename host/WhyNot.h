@@ -40,8 +40,8 @@ class WhyNot {
   Place placeOf(const std::string& interface) const;
   std::set<U32> namedVlans(const Place& place) const;
   std::vector<Reason> notAllowed(const Place& place, U32 vlan, bool everywhere) const;
-  void addHostname(const Place& place, const HostnameRequest& request, const Cause& asks,
-                   std::vector<Reason>& reasons) const;
+  void addHostname(const Place& place, const HostnameRequest& request,
+                   const std::vector<Cause>& asked, std::vector<Reason>& reasons) const;
   std::vector<Cause> asksElsewhere(const Place& place, U32 vlan) const;
   void addNative(const Place& place, std::optional<U32> vlan, Absences& absences) const;
   void addVnis(const Place& place, U32 vlan, bool askedAbout, Absences& absences) const;

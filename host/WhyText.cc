@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "host/FabricText.h"
+
 namespace Fabrion::Host {
 
 namespace {
@@ -17,6 +19,10 @@ std::string at(const Origin& origin) {
 
 std::string counted(const char* what, std::size_t number, const std::string& list) {
   return what + std::string(number == 1 ? " " : "s ") + list;
+}
+
+std::string counted(const char* what, NumberRange range) {
+  return counted(what, lengthOf(range), toString(range));
 }
 
 std::string vlansText(const Vlans& vlans) { return counted("VLAN", vlans.size(), listOf(vlans)); }
@@ -106,7 +112,8 @@ class Writing {
   // Why the ports have them is told with the ports.
   void writeCarried(const WhyEntry& entry) {
     const std::string vlans = vlansText(entry.vlans);
-    line(0, explanation_.switchName + ": carries " + vlans);
+    line(0, explanation_.switchName + ": " + vlans + (entry.vlans.size() > 1 ? " are" : " is") +
+                " carried");
     std::string ports;
     std::size_t number = 0;
     std::vector<Cause> others;
@@ -152,7 +159,8 @@ class Writing {
       case CauseKind::port:
         return "of port " + cause.name;
       case CauseKind::staticMap:
-        return "the static map of " + cause.name + " says so" + where;
+        return "the static map of " + cause.name + " gives " + counted("VLAN", cause.vlans) +
+               " the " + counted("VNI", cause.vnis) + where;
       case CauseKind::leftOver:
         break;
     }

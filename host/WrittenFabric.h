@@ -84,7 +84,9 @@ struct WrittenRequest {
   std::optional<Word> switchName;
   std::optional<Word> port;
   std::vector<WrittenRange> vlans;  // rising, no two hold the same VLAN
-  bool allVlans = true;             // false when some of the VLANs could not be read
+  // The same by the lines that ask for them: lines rise, and the ranges of one line as above.
+  std::vector<WrittenRange> vlansByLine;
+  bool allVlans = true;  // false when some of the VLANs could not be read
   std::optional<U32> nativeVlan;
   Place nativePlace;
   std::vector<Word> remoteHosts;

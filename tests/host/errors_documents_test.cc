@@ -278,6 +278,12 @@ TEST(ErrorsOfDocuments, BoundsOfAllDocumentsTogether) {
     vlans += "  - {client: c" + std::to_string(i) +
              ", hostname: h, vlans: " + (i == 0 ? "&all 1-4094" : "*all") + "}\n";
   }
+  // Lines that ask for the same VLANs; a line that does so twice counts once.
+  const auto overlaps = [](std::size_t lines) {
+    return "requests:\n  - client: c\n    hostname: h\n    vlans:\n" +
+           repeated("    - 1-4094, 1-4094\n", lines);
+  };
+  EXPECT_THAT(problemsOf("fabrion: 1\n" + overlaps(129)), ElementsAre());
   std::string vnis = "requests:\n";
   std::string domains = "requests:\n";
   for (int i = 0; i < 525; ++i) {
@@ -305,6 +311,7 @@ TEST(ErrorsOfDocuments, BoundsOfAllDocumentsTogether) {
   const std::string inAll = " in all documents together";
   expectAll({
       {vlans, {"f:3:38: more than 16777216 VLANs" + inAll}},
+      {overlaps(130), {"f:6:5: more than 16777216 VLANs" + inAll}},
       {vnis, {"f:3:67: more than 2097152 VNIs" + inAll}},
       {domains, {"f:527:57: more than 2097152 domains" + inAll}},
       {maps, {"f:3:4917: more than 1048576 ranges of static maps" + inAll}},

@@ -166,12 +166,19 @@ TEST(VniDocument, EachValueKnowsWhereItStands) {
   const PortRequest& request = fabric->portRequests.at(0);
   EXPECT_EQ(toString(request.origin), "acme.yaml:3");
   EXPECT_EQ(toString(request.nativeOrigin), "acme.yaml:10");
-  EXPECT_EQ(toString(request.vlanOrigins.of(100)), "acme.yaml:7");
-  EXPECT_EQ(toString(request.vlanOrigins.of(109)), "acme.yaml:7");
-  EXPECT_EQ(toString(request.vlanOrigins.of(110)), "acme.yaml:8");
-  EXPECT_EQ(toString(request.vlanOrigins.of(119)), "acme.yaml:8");
-  EXPECT_EQ(toString(request.vlanOrigins.of(120)), "");
-  EXPECT_EQ(toString(request.vlanOrigins.of(99)), "");
+  const auto linesOf = [&](U32 vlan) {
+    std::vector<std::string> lines;
+    for (const Origin& origin : request.vlanOrigins.of(vlan)) lines.push_back(toString(origin));
+    return lines;
+  };
+  EXPECT_THAT(linesOf(99), IsEmpty());
+  EXPECT_THAT(linesOf(100), ElementsAre("acme.yaml:7"));
+  EXPECT_THAT(linesOf(104), ElementsAre("acme.yaml:7"));
+  EXPECT_THAT(linesOf(105), ElementsAre("acme.yaml:7", "acme.yaml:8"));
+  EXPECT_THAT(linesOf(109), ElementsAre("acme.yaml:7", "acme.yaml:8"));
+  EXPECT_THAT(linesOf(110), ElementsAre("acme.yaml:8"));
+  EXPECT_THAT(linesOf(119), ElementsAre("acme.yaml:8"));
+  EXPECT_THAT(linesOf(120), IsEmpty());
   EXPECT_EQ(toString(request.vnis.at(0).origin), "acme.yaml:12");
   EXPECT_EQ(toString(request.vnis.at(1).origin), "acme.yaml:14");
   EXPECT_EQ(toString(request.domains.at(0).origin), "acme.yaml:16");

@@ -186,6 +186,33 @@ TEST(WhyCommand, TellsProgramsTheSame) {
                                                        {"origin", origin(request)}}}}}}}}}}}}}}));
 }
 
+TEST(WhyCommand, TellsProgramsWhatAStaticMapGives) {
+  const std::string eu = written("eu.yaml",
+                                 "fabrion: 1\n"
+                                 "switches: {leaf: {ports: e1, vteps: v}}\n"
+                                 "requests: [{client: a, switch: leaf, port: e1, vlans: 11-12,\n"
+                                 "  domains: a/eu}]\n"
+                                 "static maps: {a/eu: {10-12: 110-119}}\n");
+  const auto at = [&](int line) { return Json{{"file", eu}, {"line", line}}; };
+  const Json answer = Json::parse(asked({eu, "leaf", "e1"}, ReportFormat::json).out);
+  EXPECT_EQ(answer["ports"][0]["entries"][1], (Json{{"kind", "vni"},
+                                                    {"vlans", "11-12"},
+                                                    {"vnis", {111, 112}},
+                                                    {"vtep", "v"},
+                                                    {"vtepOrigin", at(2)},
+                                                    {"because",
+                                                     {{{"kind", "staticMap"},
+                                                       {"name", "a/eu"},
+                                                       {"vlans", "10-12"},
+                                                       {"vnis", {110, 111, 112}},
+                                                       {"origin", at(5)},
+                                                       {"because",
+                                                        {{{"kind", "portRequest"},
+                                                          {"name", "e1"},
+                                                          {"client", "a"},
+                                                          {"origin", at(4)}}}}}}}}));
+}
+
 // As a user starts it.
 TEST(WhyCommand, IsACommandOfTheProgram) {
   const auto ran = [](const std::string& arguments) {

@@ -298,7 +298,7 @@ leaf e1: VLAN 10 has no VNI
     VNI 7
       because acme asks for VNI 7 for VLAN 10 on port e1 (test.yaml:7)
     VNI 110
-      because the static map of prod says so (test.yaml:10)
+      because the static map of prod gives VLANs 10-19 the VNIs 110-119 (test.yaml:10)
         because srv (compute) is behind e1: link leaf:e1 - srv:eth0 (test.yaml:5)
           because blue puts VLAN 10 into domain prod on compute (test.yaml:8)
 )",

@@ -225,6 +225,41 @@ TEST(WhyCauses, EachLineOfAFabricWithEverythingInItIsACause) {
   EXPECT_GT(kept, 50);
 }
 
+// Lines of one request, and of two, that ask for the same VLANs, and twice for some in one line.
+constexpr const char* overlaps = R"(fabrion: 1
+switches:
+  leaf:
+    ports: [e1, e2, e3]
+    groups: {po1: e3}
+hosts:
+  srv: {ports: [p1, p2]}
+links:
+  - [leaf:e2, srv:p1]
+  - [leaf:e3, srv:p2]
+requests:
+  - client: acme
+    switch: leaf
+    port: e1
+    vlans:
+      - 10-14, 12-15
+      - 13-20, 30
+      - 18-19, 30
+      - 30
+  - client: blue
+    hostname: srv
+    vlans:
+      - 11-14
+      - 14-16
+      - 1-100
+  - {client: blue, switch: leaf, port: e1, vlans: 14}
+)";
+
+TEST(WhyCauses, EachLineThatAsksForAVlanIsACauseOfIt) {
+  const auto [gone, kept] = takeOutEachLine(overlaps);
+  EXPECT_GT(gone, 10);
+  EXPECT_GT(kept, 100);
+}
+
 // A fabric at random, one cause to a line. No two lines of it contradict each other for being there
 // twice, so that it stays right without any of them.
 class RandomFabric {
@@ -372,7 +407,7 @@ TEST(Why, AVniOfAGroupIsTracedThroughTheMapToWhoPutTheVlanThere) {
     because srv1 (compute1) is behind e2: link leaf1:e2 - srv1:eth1 (fabric.yaml:14)
       because acme asks for VLAN 104 on compute1 (fabric.yaml:18)
 leaf1 po1: VLAN 104 has VNI 10104 on VTEP vtep1 (fabric.yaml:6)
-  because the static map of acme-prod/eu says so (fabric.yaml:31)
+  because the static map of acme-prod/eu gives VLANs 100-104 the VNIs 10100-10104 (fabric.yaml:31)
     because e1 is a member of po1 (fabric.yaml:5)
       because acme puts VLAN 104 into domain acme-prod/eu on port e1 (fabric.yaml:26)
       because srv1 (compute1) is behind e1: link leaf1:e1 - srv1:eth0 (fabric.yaml:13)
@@ -380,6 +415,80 @@ leaf1 po1: VLAN 104 has VNI 10104 on VTEP vtep1 (fabric.yaml:6)
     because e2 is a member of po1 (fabric.yaml:5)
       because srv1 (compute1) is behind e2: link leaf1:e2 - srv1:eth1 (fabric.yaml:14)
         because acme puts VLAN 104 into domain acme-prod/eu on compute1 (fabric.yaml:18)
+)");
+}
+
+TEST(Why, AVlanThatSeveralLinesAskForHasThemAllAsCauses) {
+  const Fabric fabric = parsed(overlaps);
+  Controller controller(loadModule(FABRION_MODULE));
+  applyTo(controller, FabricChange().to(fabric));
+  EXPECT_EQ(said(fabric, controller, {"leaf", "e1", 14}), R"(leaf e1: VLAN 14 is allowed
+  because acme asks for VLAN 14 on port e1 (fabric.yaml:16)
+  because acme asks for VLAN 14 on port e1 (fabric.yaml:17)
+  because blue asks for VLAN 14 on port e1 (fabric.yaml:26)
+)");
+  EXPECT_EQ(said(fabric, controller, {"leaf", "po1", 14}), R"(leaf po1: VLAN 14 is allowed
+  because e3 is a member of po1 (fabric.yaml:5)
+    because srv is behind e3: link leaf:e3 - srv:p2 (fabric.yaml:10)
+      because blue asks for VLAN 14 on srv (fabric.yaml:23)
+      because blue asks for VLAN 14 on srv (fabric.yaml:24)
+      because blue asks for VLAN 14 on srv (fabric.yaml:25)
+)");
+  EXPECT_EQ(said(fabric, controller, {"leaf", "e2", 30}), R"(leaf e2: VLAN 30 is allowed
+  because srv is behind e2: link leaf:e2 - srv:p1 (fabric.yaml:9)
+    because blue asks for VLAN 30 on srv (fabric.yaml:25)
+)");
+  // What keeps a VLAN off is told for each line as well.
+  EXPECT_EQ(said(R"(
+switches: {leaf: {ports: [e1, e2]}}
+requests:
+  - {client: acme, switch: leaf, port: e1, vlans: [1-5, 3-4,
+     5-9]}
+  - client: acme
+    hostname: box
+    vlans:
+      - 5
+      - 5
+)",
+                 {"leaf", "e2", 5}),
+            R"(leaf e2: VLAN 5 is not allowed
+  because no host has the hostname box
+    though acme asks for VLAN 5 on box (test.yaml:10)
+    though acme asks for VLAN 5 on box (test.yaml:11)
+)");
+  EXPECT_EQ(said(R"(
+switches: {leaf: {ports: [e1, e2]}}
+requests:
+  - {client: acme, switch: leaf, port: e1, vlans: [1-5, 3-4,
+     5-9]}
+)",
+                 {"leaf", "e2", 5}),
+            R"(leaf e2: VLAN 5 is not allowed
+  because no request asks for it here
+    though acme asks for VLAN 5 on port leaf:e1 (test.yaml:5)
+    though acme asks for VLAN 5 on port leaf:e1 (test.yaml:6)
+)");
+}
+
+// Even where the VNIs go on as if the two were one.
+TEST(Why, EachRangeOfAStaticMapSpeaksForItself) {
+  EXPECT_EQ(said(R"(
+switches: {leaf: {ports: [e1], vteps: v}}
+requests: [{client: acme, switch: leaf, port: e1, vlans: 10-13, domains: eu}]
+static maps: {eu: {10-11: 110-119, 12: 112, 13-20: 113-120}}
+)",
+                 {"leaf", "e1", {}}),
+            R"(leaf e1: VLANs 10-13 are allowed
+  because acme asks for VLANs 10-13 on port e1 (test.yaml:4)
+leaf e1: VLANs 10-11 have VNIs 110-111 on VTEP v (test.yaml:3)
+  because the static map of eu gives VLANs 10-11 the VNIs 110-111 (test.yaml:5)
+    because acme puts VLANs 10-11 into domain eu on port e1 (test.yaml:4)
+leaf e1: VLAN 12 has VNI 112 on VTEP v (test.yaml:3)
+  because the static map of eu gives VLAN 12 the VNI 112 (test.yaml:5)
+    because acme puts VLAN 12 into domain eu on port e1 (test.yaml:4)
+leaf e1: VLAN 13 has VNI 113 on VTEP v (test.yaml:3)
+  because the static map of eu gives VLANs 13-20 the VNIs 113-120 (test.yaml:5)
+    because acme puts VLAN 13 into domain eu on port e1 (test.yaml:4)
 )");
 }
 
@@ -415,7 +524,7 @@ leaf e1: VLAN 20 has VNI 7 on VTEP v (test.yaml:3)
   because acme asks for VNI 7 for VLAN 20 on port e1 (test.yaml:5)
 leaf e4: a member of po1 (test.yaml:3), which has what is asked for on it
 leaf e2, e3, po1: nothing is asked for
-leaf: carries VLANs 10-12,20
+leaf: VLANs 10-12,20 are carried
   because of port e1
 )");
 }
@@ -433,7 +542,7 @@ requests:
   because acme asks for VLAN 10 on port e1 (test.yaml:5)
 leaf e2: VLAN 10 is allowed
   because acme asks for VLAN 10 on port e2 (test.yaml:6)
-leaf: carries VLAN 10
+leaf: VLAN 10 is carried
   because of ports e1, e2
   because blue asks for VLAN 10 on leaf (test.yaml:7)
 )");
@@ -472,7 +581,7 @@ TEST(Why, WhatTheModelKeepsForSomebodyWhomNoDocumentNamesIsLeftOver) {
   because it was left over: acme keeps it, and no document says why
 leaf e1: VLAN 9 is native
   because it was left over: acme keeps it, and no document says why
-leaf: carries VLAN 9
+leaf: VLAN 9 is carried
   because of port e1
 )");
 }
