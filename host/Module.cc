@@ -11,13 +11,6 @@ namespace {
 
 constexpr const char* moduleName = "FabrionSm";
 
-std::string folderOfExecutable() {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) throw ModuleError("where the executable stands is not known: " + error.message());
-  return program.parent_path().string();
-}
-
 }  // namespace
 
 std::string modulePlace(const std::string& folder) {
@@ -28,6 +21,13 @@ std::string modulePlace(const std::string& folder) {
   return (std::filesystem::path(folder) / FABRION_INSTALLED_MODULES / file)
       .lexically_normal()
       .string();
+}
+
+std::string folderOfExecutable(const std::string& link) {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink(link, error);
+  if (error) throw ModuleError("where the executable stands is not known: " + error.message());
+  return program.parent_path().string();
 }
 
 const Velo::VeloModule& loadModule(const std::string& file) {

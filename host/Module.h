@@ -20,6 +20,10 @@ class ModuleError : public std::runtime_error {
 // folders that were copied together; else where an installation puts it, seen from the program.
 std::string modulePlace(const std::string& folder);
 
+// The folder of the program that `link` leads to, this one unless another is named. Raises
+// ModuleError when it leads nowhere.
+std::string folderOfExecutable(const std::string& link = "/proc/self/exe");
+
 // Loads the shared library, the one at modulePlace() of the executable where `file` is empty, and
 // gives the record that it registered. It is never unloaded: objects, and what they trace as they
 // end, may outlive everything here. Raises ModuleError.

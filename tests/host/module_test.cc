@@ -36,5 +36,21 @@ TEST_F(ModulePlace, IsThatOfTheInstallationOtherwise) {
   EXPECT_EQ(place.string().find(".."), std::string::npos) << place;
 }
 
+TEST(FolderOfExecutable, IsWhereTheLinkLeads) {
+  EXPECT_TRUE(fs::exists(fs::path(folderOfExecutable()) / "test_host"));
+  const fs::path link = fs::path(testing::TempDir()) / "link-to-program";
+  fs::remove(link);
+  fs::create_symlink("/somewhere/bin/fabrion", link);
+  EXPECT_EQ(folderOfExecutable(link.string()), "/somewhere/bin");
+  fs::remove(link);
+  try {
+    folderOfExecutable(link.string());
+    FAIL() << "a link that is not there";
+  } catch (const ModuleError& error) {
+    EXPECT_STREQ(error.what(),
+                 "where the executable stands is not known: No such file or directory");
+  }
+}
+
 }  // namespace
 }  // namespace Fabrion::Host
