@@ -4,6 +4,7 @@
 
 #include "host/Say.h"
 #include "host/commandline/Commands.h"
+#include "host/commandline/Misuse.h"
 
 namespace Fabrion::Host {
 
@@ -21,8 +22,10 @@ int runCommandLine(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& stop) {
-    // Help and version come this way too, with status 0.
-    return app.exit(stop) == 0 ? 0 : misuse;
+    // Help and version come this way too.
+    if (stop.get_exit_code() == 0) return app.exit(stop);
+    say(std::cerr, misuseOf(app, stop, session));
+    return misuse;
   }
   try {
     return session.command();

@@ -156,6 +156,13 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row[b.size()];
 }
 
+// Whether two neighbours changed places, and all else is the same.
+bool isSwapped(std::string_view a, std::string_view b) {
+  const auto [x, y] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+  if (a.size() != b.size() || a.end() - x < 2) return false;
+  return x[0] == y[1] && x[1] == y[0] && std::equal(x + 2, a.end(), y + 2);
+}
+
 }  // namespace
 
 std::string shown(std::string_view text) {
@@ -301,11 +308,11 @@ std::string toString(const DomainName& domain) {
 
 std::string nearNames(std::string_view wanted, const std::vector<std::string_view>& known) {
   std::vector<std::pair<std::size_t, std::string_view>> near;
-  // In a short word two keystrokes change everything.
+  // In a short word two keystrokes change everything, unless they only changed their order.
   const std::size_t most = wanted.size() <= 4 ? 1 : 2;
   for (const std::string_view name : known) {
     const std::size_t away = distance(wanted, name);
-    if (away <= most) near.emplace_back(away, name);
+    if (away <= most || isSwapped(wanted, name)) near.emplace_back(away, name);
   }
   std::stable_sort(near.begin(), near.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });

@@ -1,11 +1,49 @@
 #include "host/commandline/Commands.h"
 
+#include <memory>
+
+#include "host/commandline/Described.h"
+
 namespace Fabrion::Host {
+
+namespace {
+
+// Calls positional arguments what they are, as the manual page and mistakes do, where CLI11 shows
+// the names that the code gives them.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_usage(const CLI::Option* option) const override {
+    return usageOf(described(*option));
+  }
+  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+    if (!isPositional) return CLI::Formatter::make_option_name(option, isPositional);
+    DescribedOption positional = described(*option);
+    positional.required = true;
+    return usageOf(positional);
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    if (option->nonpositional()) return CLI::Formatter::make_option_opts(option);
+    const std::string type = option->get_type_name();
+    const std::size_t colon = type.find(':');
+    return (colon == std::string::npos ? "" : type.substr(colon)) +
+           (option->get_required() ? " REQUIRED" : "");
+  }
+};
+
+// A flag stands or does not; `--strict=no` would be neither.
+void refuseValuesOfFlags(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    if (option->get_items_expected_max() == 0) option->disable_flag_override();
+  }
+}
+
+}  // namespace
 
 void addCommands(CLI::App& app, Session& session) {
   // A name of its own: help and manual say the same wherever the program stands.
   app.name("fabrion");
   app.description("Overlay provisioning for data-centre fabrics");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("-h,--help", "Print this help and exit");
   app.set_version_flag("--version", "fabrion 1.0", "Print the version and exit");
   app.add_option("--module", session.moduleFile,
@@ -35,6 +73,8 @@ void addCommands(CLI::App& app, Session& session) {
   addWiring(app, session);
   addCompletion(app, session);
   addManual(app, session);
+  refuseValuesOfFlags(app);
+  for (CLI::App* command : app.get_subcommands({})) refuseValuesOfFlags(*command);
 }
 
 }  // namespace Fabrion::Host

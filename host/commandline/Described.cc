@@ -42,26 +42,6 @@ std::vector<std::string> namesOf(const CLI::Option& option) {
   return names;
 }
 
-DescribedOption described(const CLI::Option& option) {
-  DescribedOption one;
-  one.names = namesOf(option);
-  if (option.get_items_expected_max() > 0) {
-    readType(option.get_type_name(), one);
-    one.standard = option.get_default_str();
-    const bool several = option.get_expected_max() >= CLI::detail::expected_max_vector_size;
-    one.list = several && option.get_allow_extra_args();
-    one.repeatable = several && !one.list;
-  }
-  one.description = option.get_description();
-  for (const CLI::Option* needed : option.get_needs()) {
-    one.needs.push_back(namesOf(*needed).back());
-  }
-  // CLI11 has them in the order of their addresses.
-  std::sort(one.needs.begin(), one.needs.end());
-  one.required = option.get_required();
-  return one;
-}
-
 DescribedCommand describedCommand(const CLI::App& app, const Session& session) {
   DescribedCommand command;
   command.name = app.get_name();
@@ -84,6 +64,39 @@ ArgumentKind DescribedOption::kind() const {
     if (placeholder.find(file) != std::string::npos) return ArgumentKind::file;
   }
   return ArgumentKind::other;
+}
+
+std::string usageOf(const DescribedOption& positional) {
+  // A placeholder of several words says itself what is repeated.
+  const bool oneWord = positional.placeholder.find(' ') == std::string::npos;
+  const std::string text = positional.placeholder + (positional.list && oneWord ? "..." : "");
+  return positional.required ? text : "[" + text + "]";
+}
+
+std::string usageOf(const DescribedProgram& program, const DescribedCommand& command) {
+  std::string usage = program.program.name + ' ' + command.name + " [OPTIONS]";
+  for (const DescribedOption& argument : command.positionals) usage += ' ' + usageOf(argument);
+  return usage;
+}
+
+DescribedOption described(const CLI::Option& option) {
+  DescribedOption one;
+  one.names = namesOf(option);
+  if (option.get_items_expected_max() > 0) {
+    readType(option.get_type_name(), one);
+    one.standard = option.get_default_str();
+    const bool several = option.get_expected_max() >= CLI::detail::expected_max_vector_size;
+    one.list = several && option.get_allow_extra_args();
+    one.repeatable = several && !one.list;
+  }
+  one.description = option.get_description();
+  for (const CLI::Option* needed : option.get_needs()) {
+    one.needs.push_back(namesOf(*needed).back());
+  }
+  // CLI11 has them in the order of their addresses.
+  std::sort(one.needs.begin(), one.needs.end());
+  one.required = option.get_required();
+  return one;
 }
 
 DescribedProgram described(const CLI::App& app, const Session& session) {

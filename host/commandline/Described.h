@@ -44,6 +44,14 @@ struct DescribedProgram {
   std::vector<DescribedCommand> commands;
 };
 
+// As usages show a positional argument: "DOCUMENT...", "[OLD NEW]".
+std::string usageOf(const DescribedOption& positional);
+// "fabrion run [OPTIONS] DOCUMENT...".
+std::string usageOf(const DescribedProgram& program, const DescribedCommand& command);
+
+// One option of `app`.
+DescribedOption described(const CLI::Option& option);
+
 // Of `app`, whose commands have the help that `session` knows.
 DescribedProgram described(const CLI::App& app, const Session& session);
 

@@ -1,6 +1,7 @@
 // Commands that write fabric documents.
 
 #include <iostream>
+#include <limits>
 #include <memory>
 
 #include "host/DiscoverCommand.h"
@@ -19,21 +20,26 @@ void addGenerate(CLI::App& app, Session& session) {
     command->add_option(name, value, what)
         ->type_name("N")
         ->capture_default_str()
-        ->check(CLI::Range(0U, most));
+        ->transform(numberFrom(0, most));
   };
   constexpr U32 most = 10'000'000;
   number("--leaves", fabric.leaves, "Leaf switches", most);
   number("--spines", fabric.spines, "Spine switches, each linked to each leaf", most);
   number("--servers", fabric.servers, "Servers in all, spread evenly over the leaves", most);
-  number("--links", fabric.links, "Links of each server to different leaves; 0 for a mixture", 64);
+  number("--links", fabric.links,
+         "Links of each server, to different leaves while there are any; 0 for a mixture", 64);
   number("--clients", fabric.clients, "Clients that ask for VLANs", most);
-  number("--vlans", fabric.vlans, "VLANs that each client owns", maxVlan);
+  number("--vlans", fabric.vlans,
+         "VLANs of each client; where 4094 are too few for all, clients share some", maxVlan);
   command->add_option("--seed", fabric.seed, "The same seed makes the same fabric")
       ->type_name("N")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->transform(numberFrom(0, std::numeric_limits<U64>::max()));
   command
-      ->add_option("--output", options->output,
-                   "Write FILE.yaml, and FILE-2.yaml and so on if one document is not enough")
+      ->add_option(
+          "--output", options->output,
+          "Write FILE.yaml, and FILE-2.yaml and so on if one document is not enough; - for "
+          "the standard output")
       ->type_name("FILE.yaml");
   session.help(
       *command,
@@ -63,7 +69,7 @@ void addDiscover(CLI::App& app, Session& session) {
       ->allow_extra_args(false);
   command
       ->add_option("--ports", options->ports,
-                   "Ports that a switch has besides those with neighbours")
+                   "Ports that a switch has besides those with neighbours: one, or a range of them")
       ->type_name("SWITCH=PORTS")
       ->allow_extra_args(false);
   session.help(*command,

@@ -17,7 +17,7 @@ void addCompletion(CLI::App& app, Session& session) {
   command->add_option("shell", *shell, "The shell")
       ->required()
       ->type_name("SHELL")
-      ->check(CLI::IsMember({"bash"}));
+      ->check(oneOf({"bash"}));
   session.help(*command, {{done(), notDone()},
                           {{"For this shell, or for each new one from ~/.bashrc:",
                             "source <(fabrion completion bash)"}}});

@@ -4,10 +4,39 @@
 #include <memory>
 
 #include "host/AuditCommand.h"
+#include "host/FabricText.h"
 #include "host/PlanCommand.h"
 #include "host/commandline/Commands.h"
 
 namespace Fabrion::Host {
+
+namespace {
+
+// The two fabrics, named by `words` or by options. Raises CLI::ValidationError.
+void readSides(const std::vector<std::string>& words, PlanOptions& options) {
+  const bool old = !options.oldDocuments.empty();
+  const bool next = !options.newDocuments.empty();
+  std::string wrong;
+  if (!words.empty() && (old || next)) {
+    wrong = shown(words.front()) + " beside " + (old ? "--old" : "--new");
+  } else if (words.size() > 2) {
+    wrong = shown(words[2]) + " follows NEW";
+  } else if (words.size() == 1) {
+    wrong = "OLD without NEW";
+  } else if (old != next) {
+    wrong = old ? "--old without --new" : "--new without --old";
+  } else if (words.empty() && !old) {
+    wrong = "OLD and NEW are missing";
+  }
+  if (!wrong.empty()) {
+    throw CLI::ValidationError(wrong + "; expected OLD NEW, or --old FILE... --new FILE...");
+  }
+  if (words.empty()) return;
+  options.oldDocuments = {words.front()};
+  options.newDocuments = {words.back()};
+}
+
+}  // namespace
 
 void addPlan(CLI::App& app, Session& session) {
   CLI::App* const command =
@@ -35,14 +64,7 @@ void addPlan(CLI::App& app, Session& session) {
          "sed 's/20-22/20-23/' examples/two-switches.yaml > next.yaml; "
          "fabrion plan examples/two-switches.yaml next.yaml"}}});
   command->callback([&session, options, both, format] {
-    const bool named = !options->oldDocuments.empty() && !options->newDocuments.empty();
-    const bool none = options->oldDocuments.empty() && options->newDocuments.empty();
-    if (both->size() == 2 && none) {
-      options->oldDocuments = {both->front()};
-      options->newDocuments = {both->back()};
-    } else if (!both->empty() || !named) {
-      throw CLI::ValidationError("plan", "takes OLD NEW, or --old FILE... --new FILE...");
-    }
+    readSides(*both, *options);
     options->format = reportFormat(*format);
     session.is(options, plan);
   });

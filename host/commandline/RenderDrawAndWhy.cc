@@ -26,7 +26,7 @@ void addRender(CLI::App& app, Session& session) {
                    "OpenConfig")
       ->required()
       ->type_name("TARGET")
-      ->check(CLI::IsMember({"ovs", "sonic", "openconfig"}));
+      ->check(oneOf({"ovs", "sonic", "openconfig"}));
   command->add_option("--switch", options->switchName, "This switch alone")->type_name("NAME");
   session.help(*command,
                {{done(), notDone()},

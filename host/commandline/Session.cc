@@ -1,8 +1,11 @@
 #include "host/commandline/Session.h"
 
+#include <algorithm>
+#include <charconv>
 #include <iostream>
 #include <utility>
 
+#include "host/FabricText.h"
 #include "host/Module.h"
 #include "host/Say.h"
 
@@ -58,17 +61,39 @@ void addFormat(CLI::App& app, std::string& format, const std::string& what,
   app.add_option("--format", format, "The form of " + what)
       ->type_name("FORMAT")
       ->capture_default_str()
-      ->check(CLI::IsMember(choices));
+      ->check(oneOf(choices));
 }
 
 ReportFormat reportFormat(const std::string& format) {
   return format == "json" ? ReportFormat::json : ReportFormat::text;
 }
 
+CLI::Validator oneOf(const std::vector<std::string>& choices) {
+  std::string all;
+  for (const std::string& choice : choices) all += (all.empty() ? "" : ",") + choice;
+  const auto check = [choices](const std::string& word) {
+    return std::find(choices.begin(), choices.end(), word) == choices.end() ? shown(word) : "";
+  };
+  return CLI::Validator(check, "{" + all + "}");
+}
+
+CLI::Validator numberFrom(U64 least, U64 most) {
+  const auto check = [least, most](std::string& word) {
+    U64 number = 0;
+    const char* const end = word.data() + word.size();
+    const auto [last, error] = std::from_chars(word.data(), end, number);
+    if (error != std::errc() || last != end || number < least || number > most) return shown(word);
+    // CLI11 would take zeros in front for an octal number.
+    word = std::to_string(number);
+    return std::string();
+  };
+  return CLI::Validator(check, "[" + std::to_string(least) + " - " + std::to_string(most) + "]");
+}
+
 void addTrace(CLI::App& app, std::optional<U32>& level) {
   app.add_option("--trace", level, "Write the trace of levels 0 to LEVEL to the standard error")
       ->type_name("LEVEL")
-      ->check(CLI::Range(0, 9));
+      ->transform(numberFrom(0, 9));
 }
 
 }  // namespace Fabrion::Host

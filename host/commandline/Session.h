@@ -87,6 +87,11 @@ void addFormat(CLI::App& app, std::string& format, const std::string& what,
                const std::vector<std::string>& choices = {"text", "json"});
 ReportFormat reportFormat(const std::string& format);
 
+// What an option takes, for CLI::Option::check. Misuse.h words what it does not take.
+CLI::Validator oneOf(const std::vector<std::string>& choices);
+// The same for CLI::Option::transform, as it takes zeros off the front of the number.
+CLI::Validator numberFrom(U64 least, U64 most);
+
 // --trace.
 void addTrace(CLI::App& app, std::optional<U32>& level);
 

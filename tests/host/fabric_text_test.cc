@@ -100,6 +100,11 @@ TEST(FabricText, NearNamesAreFewAndNearestFirst) {
   EXPECT_EQ(nearNames("laef1", {"leaf1", "leaf2", "spine1"}), "; did you mean 'leaf1'?");
   EXPECT_EQ(nearNames("leaf3", {"leaf33", "leaf1", "Leaf3", "leaf2"}),
             "; did you mean 'Leaf3', 'leaf33' or 'leaf1'?");
+  EXPECT_EQ(nearNames("paln", {"run", "plan", "plane", "pain"}),
+            "; did you mean 'pain' or 'plan'?");
+  EXPECT_EQ(nearNames("1e", {"e1", "e2"}), "; did you mean 'e1'?");
+  EXPECT_EQ(nearNames("nlap", {"plan"}), "");
+  EXPECT_EQ(nearNames("plna", {"plan", "plane", "planar"}), "; did you mean 'plan'?");
   EXPECT_EQ(nearNames("x", {"leaf1"}), "");
   EXPECT_EQ(nearNames("", {"leaf1"}), "");
 }

@@ -72,7 +72,7 @@ TEST(Help, ThatOfTheProgramHasExamplesThatWork) {
 
 TEST(Help, IsTheSameWhereverTheProgramStands) {
   EXPECT_THAT(helpOf("").text, HasSubstr("Usage: fabrion [OPTIONS] SUBCOMMAND"));
-  EXPECT_THAT(helpOf("run").text, HasSubstr("Usage: fabrion run [OPTIONS] documents..."));
+  EXPECT_THAT(helpOf("run").text, HasSubstr("Usage: fabrion run [OPTIONS] DOCUMENT..."));
 }
 
 }  // namespace

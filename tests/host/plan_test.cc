@@ -211,7 +211,7 @@ TEST(PlanStatus, IsTwoForSidesThatAreNotClear) {
         file + " --old " + file + " --new " + file}) {
     const Exit exit = fabrion("plan " + sides + " 2>&1");
     EXPECT_EQ(exit.status, 2) << sides;
-    EXPECT_THAT(exit.out, testing::HasSubstr("takes OLD NEW, or --old FILE... --new FILE..."));
+    EXPECT_THAT(exit.out, testing::HasSubstr("; expected OLD NEW, or --old FILE... --new FILE..."));
   }
 }
 
