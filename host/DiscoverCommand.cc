@@ -103,6 +103,12 @@ DiscoveryHints hintsOf(const DiscoverOptions& options,
       mistakes.push_back("--ports " + written + ": not UTF-8");
       continue;
     }
+    if (written.find(',', equals) != std::string::npos) {
+      mistakes.push_back("--ports " + written +
+                         ": a comma in the ports; expected one port or range, and --ports again "
+                         "for each further one");
+      continue;
+    }
     auto ports = expandPorts(written.substr(equals + 1));
     if (const auto* const wrong = std::get_if<Wrong>(&ports)) {
       mistakes.push_back("--ports " + written + ": " + wrong->text);

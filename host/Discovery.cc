@@ -65,6 +65,8 @@ class Discovery {
     for (const auto& [name, ports] : hints_.ports) {
       for (const std::string& port : ports) nodes_[name].ports.insert(port);
     }
+    checkHosts();
+    if (!wrong_.empty()) return std::move(wrong_);
     noteOpenBundles();
     for (const auto& [name, node] : nodes_) write(name, node);
     std::sort(found_.fabric.links.begin(), found_.fabric.links.end(), linkBefore);
@@ -81,6 +83,7 @@ class Discovery {
   void classify(FarNode& node, const std::string& name, const LldpNeighbor& neighbor);
   void record(const LinkEnd& at) { nodes_[at.node].ports.insert(at.port); }
   void link(const Sight& sight);
+  void checkHosts();
   void noteOpenBundles();
   void write(const std::string& name, const FarNode& node);
   void note(const std::string& node, const std::string& text) {
@@ -296,6 +299,25 @@ void Discovery::link(const Sight& sight) {
   for (std::string& text : notes) {
     std::vector<std::string>& all = found_.linkNotes[link];
     if (std::find(all.begin(), all.end(), text) == all.end()) all.push_back(std::move(text));
+  }
+}
+
+// A hint that nobody answers to would change nothing, unnoticed.
+void Discovery::checkHosts() {
+  std::set<std::string_view> names;
+  for (const auto& [name, node] : nodes_) {
+    if (!node.hasFile) names.insert({name, node.hostname});
+  }
+  for (const std::string& host : hints_.hosts) {
+    if (names.contains(host)) continue;
+    const std::string of = "--host " + host + ": ";
+    if (files_.contains(host)) {
+      wrong_.push_back(of + "switch " + shown(host) +
+                       " has a file; expected a neighbour that has none");
+    } else {
+      wrong_.push_back(of + "no file tells of a neighbour " + shown(host) +
+                       nearNames(host, {names.begin(), names.end()}));
+    }
   }
 }
 

@@ -40,7 +40,8 @@ struct Discovered {
 };
 
 // What the switches see taken together, whatever their order; or the names that no fabric document
-// can hold, each with its file and its place in the JSON. No two of the switches have one name.
+// can hold, each with its file and its place in the JSON, and the hosts of `hints` that are none of
+// the neighbours without a file. No two of the switches have one name.
 // O(n log n) in the number of neighbours.
 std::variant<Discovered, std::vector<std::string>> discover(
     const std::vector<SwitchNeighbors>& switches, const DiscoveryHints& hints = {});

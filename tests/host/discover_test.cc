@@ -114,7 +114,7 @@ TEST(Discover, TheExampleIsWhatItsSwitchesSee) {
 }
 
 TEST(Discover, BothFormsOfLldpcliAreReadAlike) {
-  EXPECT_EQ(discovered({captures("tests/data/lldp"), {}, {}, {}}).out,
+  EXPECT_EQ(discovered({captures("examples/lldp/json"), {}, {}, {}}).out,
             discovered({captures("examples/lldp"), {}, {}, {}}).out);
 }
 

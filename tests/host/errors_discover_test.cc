@@ -180,6 +180,27 @@ TEST(ErrorsOfDiscover, FilesAndTheNamesOfTheirSwitches) {
       "--ports good=\xff: not UTF-8\n");
 }
 
+TEST(ErrorsOfDiscover, HintsThatConcernNothing) {
+  const std::string leaf = fileOf("leaf", {{"e1", "srv1", "eth0", "02::1", "Bridge"},
+                                           {"e2", "box.example", "eth0", "02::2"},
+                                           {"e3", "other.example", "e1", "02::3", "Bridge"}});
+  const std::string other = fileOf("other", {{"e1", "leaf", "e3", "02::4", "Bridge"}});
+  EXPECT_EQ(saidOf({{leaf, other}, {}, {"srv1", "srv2", "leaf", "other.example", "nobody"}, {}}),
+            "--host leaf: switch 'leaf' has a file; expected a neighbour that has none\n"
+            "--host nobody: no file tells of a neighbour 'nobody'\n"
+            "--host other.example: no file tells of a neighbour 'other.example'\n"
+            "--host srv2: no file tells of a neighbour 'srv2'; did you mean 'srv1'?\n");
+  EXPECT_EQ(saidOf({{leaf, other}, {}, {"srv1", "box.example"}, {}}, Outcome::done),
+            "note: 'other': calls itself 'other.example'; taken for the switch 'other' that has a "
+            "file\n");
+  EXPECT_EQ(saidOf({{leaf}, {}, {}, {"leaf=e[1-4],p1", "leaf=,", "leaf,e1"}}),
+            "--ports leaf=e[1-4],p1: a comma in the ports; expected one port or range, and "
+            "--ports again for each further one\n"
+            "--ports leaf=,: a comma in the ports; expected one port or range, and --ports again "
+            "for each further one\n"
+            "--ports leaf,e1: expected SWITCH=PORTS\n");
+}
+
 TEST(ErrorsOfDiscover, NamesThatNoDocumentHolds) {
   const std::string range = "; expected one port, and no range\n";
   const std::string one = ": .lldp[0].interface[0]: ";
