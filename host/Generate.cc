@@ -139,7 +139,7 @@ class Generation {
 
   static DomainName domainOf(U32 client) { return {nameOf(client), "main"}; }
 
-  // The first of those that the client owns.
+  // The first of those that the client asks for.
   U32 firstVlan(U32 client) const {
     return 1 + static_cast<U32>(U64{client} * vlans_ % (maxVlan - vlans_ + 1));
   }

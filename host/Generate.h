@@ -15,7 +15,7 @@ struct GenerateOptions {
   U32 spines = 2;    // each has a link to each leaf
   U32 servers = 40;  // in all, spread evenly over the leaves in their order
   U32 clients = 4;
-  U32 vlans = 20;  // that each client owns, up to 4094; clients share where these do not go round
+  U32 vlans = 20;  // of each client, up to 4094; clients share some where these do not go round
   U32 links = 0;   // of each server, each to another leaf as far as there are; 0 for a mixture
   U32 vlansOfRequest = 0;  // up to `vlans`; 0 for one to four
   U64 seed = 1;

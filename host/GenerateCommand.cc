@@ -92,7 +92,7 @@ Outcome generateDocuments(const GenerateCommandOptions& options, std::ostream& o
   const Fabric fabric = generate(options.fabric);
   if (const std::string why = tooMuch(fabric); !why.empty()) return refuse(err, noDocument + why);
   const std::vector<std::string> texts = yamlOf(fabric, options.bytes);
-  if (!options.output) {
+  if (!options.output || *options.output == "-") {
     if (texts.size() > 1) {
       return refuse(err,
                     "the fabric fills " + std::to_string(texts.size()) +

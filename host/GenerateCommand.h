@@ -14,7 +14,8 @@ namespace Fabrion::Host {
 
 struct GenerateCommandOptions {
   GenerateOptions fabric;
-  // Where the document goes, a further one as NAME-2.yaml beside NAME.yaml; `out` unless set.
+  // Where the document goes, a further one as NAME-2.yaml beside NAME.yaml; `out` for "-" or
+  // none.
   std::optional<std::string> output;
   std::size_t bytes = documentBytes;  // that one document may be
 };

@@ -55,6 +55,16 @@ TEST_F(GenerateCommand, WritesAFileAndNamesIt) {
   EXPECT_EQ(std::get<Fabric>(read), generate(options_.fabric));
 }
 
+TEST_F(GenerateCommand, ADashIsTheStandardOutput) {
+  ASSERT_EQ(generateDocuments(options_, out_, err_), Outcome::done);
+  options_.output = "-";
+  std::ostringstream dash;
+  ASSERT_EQ(generateDocuments(options_, dash, err_), Outcome::done);
+  EXPECT_EQ(dash.str(), out_.str());
+  EXPECT_EQ(err_.str(), "");
+  EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
 TEST_F(GenerateCommand, WritesFurtherDocumentsBesideTheFirst) {
   options_.bytes = 6000;
   EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake);
@@ -63,6 +73,14 @@ TEST_F(GenerateCommand, WritesFurtherDocumentsBesideTheFirst) {
       err_.str(),
       "fabrion: the fabric fills 2 documents; name a file with --output, and the others stand "
       "beside it\n");
+  err_.str("");
+  options_.output = "-";
+  EXPECT_EQ(generateDocuments(options_, out_, err_), Outcome::mistake);
+  EXPECT_EQ(
+      err_.str(),
+      "fabrion: the fabric fills 2 documents; name a file with --output, and the others stand "
+      "beside it\n");
+  EXPECT_EQ(out_.str(), "");
   options_.output = file("made.yaml");
   ASSERT_EQ(generateDocuments(options_, out_, err_), Outcome::done);
   EXPECT_EQ(out_.str(), file("made.yaml") + "\n" + file("made-2.yaml") + "\n");

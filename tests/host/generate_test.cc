@@ -97,6 +97,18 @@ TEST(Generate, EverySizeIsReadBackAsTheSameFabric) {
   }
 }
 
+TEST(Generate, LinksGoToEachLeafByTurnsWhereThereAreMoreOfThem) {
+  GenerateOptions options = sized(2, 0, 2, 0, 0);
+  options.links = 3;
+  std::vector<std::string> ends;
+  for (const Link& link : generate(options).links) {
+    ends.push_back(link.a.node + ":" + link.a.port + " " + link.b.node + ":" + link.b.port);
+  }
+  EXPECT_EQ(ends, (std::vector<std::string>{"leaf1:e1 srv1:eth0", "leaf2:e1 srv1:eth1",
+                                            "leaf1:e2 srv1:eth2", "leaf2:e2 srv2:eth0",
+                                            "leaf1:e3 srv2:eth1", "leaf2:e3 srv2:eth2"}));
+}
+
 TEST(Generate, TheSameSeedMakesTheSameFabricAndAnotherAnother) {
   GenerateOptions options;
   const Fabric first = generate(options);
