@@ -2,7 +2,7 @@
 // each VTEP an endpoint with `local-endpoint-vnis` (openconfig-network-instance of June 2024 and
 // later).
 
-#include <algorithm>
+#include <set>
 
 #include "host/Rendering.h"
 
@@ -67,6 +67,18 @@ Json interfaces(const std::vector<RenderedPort>& ports) {
   return list;
 }
 
+// The switch's list leaves out native VLANs; a VLAN that a port names has to be there all the same.
+Json instanceVlans(const std::vector<RenderedPort>& ports, const Vlans& vlans) {
+  std::set<U16> all(vlans.begin(), vlans.end());
+  for (const RenderedPort& port : ports) {
+    all.insert(port.allowed.begin(), port.allowed.end());
+    if (port.native) all.insert(*port.native);
+  }
+  Json list = Json::array();
+  for (const U16 vlan : all) list.push_back({{"config", {{"vlan-id", vlan}}}, {"vlan-id", vlan}});
+  return Json{{"vlan", std::move(list)}};
+}
+
 Json endpoint(const std::string& vtep, const std::map<U16, U32>& vnis) {
   Json list = Json::array();
   for (const auto& [vlan, vni] : vnis) {
@@ -85,15 +97,11 @@ Json endpoint(const std::string& vtep, const std::map<U16, U32>& vnis) {
 
 Json openConfig(const Node& node, const SwitchOutputs& outputs, Refusals& refusals) {
   const std::vector<RenderedPort> ports = portsOf(node, outputs, refusals);
-  Json vlans = Json::array();
-  for (const U16 vlan : outputs.vlans) {
-    vlans.push_back({{"config", {{"vlan-id", vlan}}}, {"vlan-id", vlan}});
-  }
   Json instance{
       {"config",
        {{"name", "DEFAULT"}, {"type", "openconfig-network-instance-types:DEFAULT_INSTANCE"}}},
       {"name", "DEFAULT"},
-      {"vlans", {{"vlan", std::move(vlans)}}}};
+      {"vlans", instanceVlans(ports, outputs.vlans)}};
   for (const auto& [vtep, mappings] : outputs.vteps) {
     instance["connection-points"]["connection-point"].push_back(
         endpoint(vtep, vniOfVlan(node, ports, mappings, target, refusals)));

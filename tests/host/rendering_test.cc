@@ -191,10 +191,8 @@ TEST(RenderingSonic, RefusesMappingsThatDifferByPort) {
 // --- OpenConfig ----------------------------------------------------------------------------------
 
 TEST(RenderingOpenConfig, IsInterfacesAndANetworkInstance) {
-  SwitchOutputs outputs = outputsOfLeaf1();
-  outputs.vlans = {5, 10};
   Refusals refusals;
-  EXPECT_EQ(openConfig(leaf1(), outputs, refusals), Json::parse(R"({
+  EXPECT_EQ(openConfig(leaf1(), outputsOfLeaf1(), refusals), Json::parse(R"({
     "openconfig-interfaces:interfaces": {"interface": [
       {"name": "e1", "config": {"name": "e1", "type": "iana-if-type:ethernetCsmacd"},
        "openconfig-if-ethernet:ethernet": {"openconfig-vlan:switched-vlan": {"config": {
@@ -219,7 +217,12 @@ TEST(RenderingOpenConfig, IsInterfacesAndANetworkInstance) {
       {"name": "DEFAULT",
        "config": {"name": "DEFAULT", "type": "openconfig-network-instance-types:DEFAULT_INSTANCE"},
        "vlans": {"vlan": [{"vlan-id": 5, "config": {"vlan-id": 5}},
-                          {"vlan-id": 10, "config": {"vlan-id": 10}}]},
+                          {"vlan-id": 10, "config": {"vlan-id": 10}},
+                          {"vlan-id": 11, "config": {"vlan-id": 11}},
+                          {"vlan-id": 12, "config": {"vlan-id": 12}},
+                          {"vlan-id": 20, "config": {"vlan-id": 20}},
+                          {"vlan-id": 21, "config": {"vlan-id": 21}},
+                          {"vlan-id": 30, "config": {"vlan-id": 30}}]},
        "connection-points": {"connection-point": [
          {"connection-point-id": "vtep1", "config": {"connection-point-id": "vtep1"},
           "endpoints": {"endpoint": [
@@ -239,6 +242,21 @@ TEST(RenderingOpenConfig, ANativeVlanNeedNotBeAllowed) {
   EXPECT_EQ(json["openconfig-interfaces:interfaces"]["interface"][0]
                 ["openconfig-if-ethernet:ethernet"]["openconfig-vlan:switched-vlan"]["config"],
             Json::parse(R"({"interface-mode":"TRUNK","native-vlan":10,"trunk-vlans":[20]})"));
+  EXPECT_THAT(refusals, IsEmpty());
+}
+
+TEST(RenderingOpenConfig, AVlanThatIsOnlyNativeIsOneOfTheInstance) {
+  // 40 is native beside allowed VLANs, 30 alone, and 5 is carried by no port.
+  const SwitchOutputs outputs{{{"e1", {20}}}, {{"e1", 40}, {"e2", 30}}, {5, 20}, {}};
+  Refusals refusals;
+  const Json json = openConfig({"s", "s", {"e1", "e2"}, {}}, outputs, refusals);
+  std::vector<int> vlans;
+  for (const Json& vlan : json["openconfig-network-instance:network-instances"]["network-instance"]
+                              [0]["vlans"]["vlan"]) {
+    EXPECT_EQ(vlan["config"]["vlan-id"], vlan["vlan-id"]);
+    vlans.push_back(vlan["vlan-id"]);
+  }
+  EXPECT_THAT(vlans, ElementsAre(5, 20, 30, 40));
   EXPECT_THAT(refusals, IsEmpty());
 }
 
