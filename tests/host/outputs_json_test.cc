@@ -45,6 +45,16 @@ TEST(OutputsJson, APartThatIsLeftOutIsEmpty) {
             (Vlans{1, 2}));
 }
 
+TEST(OutputsJson, AListMayHoldWhatADumpMayUpTo65535) {
+  const auto outputs = outputsFrom("f", R"({"switch":{"a":{"vlanList":"0,4095,5000","portAllowedV)"
+                                        R"(lanList":{"e1":"4094-4096,65535"}}}})");
+  EXPECT_EQ(outputs.at("a").vlans, (Vlans{0, 4095, 5000}));
+  EXPECT_EQ(outputs.at("a").allowedVlans.at("e1"), (Vlans{4094, 4095, 4096, 65535}));
+  EXPECT_EQ(wrongOf(R"({"switch":{"a":{"vlanList":"65536"}}})"),
+            "now.json: .switch.a.vlanList: \"65536\" stands here; expected a list of VLANs such as "
+            "\"1-3,5\"");
+}
+
 TEST(OutputsJson, TheRestOfADumpIsPassedOver) {
   EXPECT_EQ(outputsFrom("f", R"({"machine":1,"mount":{},"networkElement":[],)"
                              R"("resourcesForHostname":null,"switch":{}})"),
