@@ -42,9 +42,10 @@ struct FabricOrProblems : std::variant<Fabric, std::vector<Problem>> {
 
 // Reads the files as one fabric: switches, hosts, links and requests of all of them add up, and
 // names may be used in one file that another declares. Lists of the fabric stand in the order
-// written, file after file. A file that cannot be read is a problem like any other; nothing is
-// thrown but std::bad_alloc. What a document may make of itself is bounded (see `Limits.h`),
-// whatever it says. `after`, where given, is told after each file how many of how many are read.
+// written, file after file. A file that cannot be read, or is given twice under whatever paths, is
+// a problem like any other; nothing is thrown but std::bad_alloc. What a document may make of
+// itself is bounded (see `Limits.h`), whatever it says. `after`, where given, is told after each
+// file how many of how many are read.
 FabricOrProblems readFabric(
     const std::vector<std::string>& files,
     const std::function<void(std::size_t done, std::size_t all)>& after = {});

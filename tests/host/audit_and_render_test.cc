@@ -248,6 +248,7 @@ TEST(RenderStatus, IsZeroOrTwo) {
   EXPECT_EQ(statusOf("render --target openconfig" + at), 0);
   EXPECT_EQ(statusOf("render --target ovs --switch leaf3" + at), 2);
   EXPECT_EQ(statusOf("render --target eos" + at), 2);
+  EXPECT_EQ(statusOf("render --target ovs --switch leaf1 --switch leaf1" + at), 2);
   EXPECT_EQ(statusOf("render" + at), 2);
 }
 

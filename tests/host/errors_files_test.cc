@@ -126,6 +126,31 @@ TEST(ErrorsOfFiles, DocumentsThatCannotBeRead) {
              "/nowhere.yaml: cannot be opened: No such file or directory\n");
 }
 
+TEST(ErrorsOfFiles, DocumentsThatAreGivenTwice) {
+  const Folder folder;
+  const std::string one = folder.with("one.yaml", textOfFile(document));
+  std::filesystem::create_symlink(one, folder / "link.yaml");
+  const std::string link = folder / "link.yaml";
+  const std::string both = one + " " + one + " ";
+  const std::string said = one + ": given twice; expected each file once\n";
+  for (const std::string& command :
+       {"run " + both, "run --watch " + both, "check " + both,
+        "plan --new " + both + "--old " + document, "audit " + both + "--against -",
+        "render --target ovs --switch left " + both, "draw " + both + "-o -",
+        "why " + both + "left"}) {
+    expectSaid(command, "/dev/null", 2, said);
+  }
+  // Under another name too; what else is wrong is told as well.
+  const std::string wrong = folder.with("wrong.yaml", "fabrion: 2\n");
+  expectSaid("check " + one + " " + link + " " + wrong + " " + one, "/dev/null", 2,
+             link + ": given twice, first as " + one + "; expected each file once\n" + wrong +
+                 ":1:10: version '2' of the document; expected 'fabrion: 1'\n" + said);
+  // Files alike are two; what they declare twice is told thing by thing.
+  EXPECT_EQ(
+      fabrion("check " + one + " " + document + " 2>&1 | head -n 1").out,
+      document + ":6:3: switch 'left' is declared twice; the first stands at " + one + ":6:3\n");
+}
+
 // ---- Journals
 
 TEST(ErrorsOfFiles, JournalsThatCannotBeRead) {
