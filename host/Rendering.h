@@ -51,8 +51,8 @@ std::map<U16, U32> vniOfVlan(const Node& node, const std::vector<RenderedPort>& 
 // Where something stands, for a refusal: "switch leaf1, port e1" or "switch leaf1, port group po1".
 std::string placeOf(const Node& node, const RenderedPort& port);
 
-// Commands for a shell: ovs-vsctl for the ports, vtep-ctl for the VTEP if there is one. They may be
-// run again as long as port groups and VTEPs are the same (docs/rendering.md).
+// A script of POSIX sh: ovs-vsctl for the ports, vtep-ctl for the VTEP. It leads from any state
+// that an earlier one left to this one, and run again it changes nothing (docs/rendering.md).
 std::string ovsCommands(const Node& node, const SwitchOutputs& outputs, Refusals& refusals);
 
 // What belongs into config_db.json.

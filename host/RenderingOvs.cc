@@ -1,5 +1,6 @@
 // Open vSwitch: a bridge with a port for each port, a bond for each port group, and a physical
-// switch of the hardware_vtep database for the VTEP. Each line is one transaction.
+// switch of the hardware_vtep database for the VTEP. A script of POSIX sh: what is the same for
+// every switch are functions at its top, and a line calls them for each port.
 
 #include <algorithm>
 #include <set>
@@ -27,38 +28,115 @@ std::string value(const std::string& text) {
   return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-std::string vlanColumns(const RenderedPort& port) {
-  const std::string list = listOf(port.allowed);
-  const std::string native = port.native ? std::to_string(*port.native) : "";
-  if (port.allowed.empty() && port.native) {
-    return "vlan_mode=access tag=" + native + " 'trunks=[]'";
-  }
-  // No trunks would be all trunks. 4095 is a VLAN of the column, and of no frame.
-  if (port.allowed.empty()) return "vlan_mode=trunk 'tag=[]' trunks=4095";
-  if (!port.native) return "vlan_mode=trunk 'tag=[]' trunks=" + list;
-  return "vlan_mode=native-untagged tag=" + native + " trunks=" + list;
+// What every script starts with, behind the names of bridge and switch. Ports that a document named
+// are marked in the database, so that they can go when it does not name them any more, and what
+// others made can stay.
+constexpr const char* portFunctions = R"sh(
+# has LIST NAME: whether the name is a line of the list.
+has() { printf '%s\n' "$1" | grep -xFe "$2" >/dev/null; }
+
+# port NAME MODE TAG TRUNKS INTERFACE...: a port on these interfaces alone; others lose them.
+port() {
+  name=$1 mode=$2 tag=$3 trunks=$4
+  shift 4
+  kept="$kept
+$name"
+  place "$@" 2>/dev/null && return
+  has "$ports" "$name" || release "$name"
+  release "$@"
+  place "$@"
 }
 
-// The port itself, as it is made where it is not there.
-std::string making(const std::string& bridge, const RenderedPort& port) {
-  const std::string name = word(port.name);
-  if (!port.isGroup) return "--may-exist add-port " + bridge + " " + name;
-  std::string commands;
-  // A member may have been a port of its own.
-  for (const std::string& member : port.members) {
-    commands += "--if-exists del-port " + bridge + " " + word(member) + " -- ";
+# One transaction, which fails while another port has one of the interfaces. add-port adds an
+# interface named like the port; the last command takes it away where it is none of the port's.
+place() {
+  interfaces='' count=$#
+  for interface; do
+    id=@$#
+    interfaces=${interfaces:+$interfaces,}$id
+    set -- "$@" -- --may-exist add-bond-iface "$name" "$interface" \
+      -- "--id=$id" get Interface "$interface"
+  done
+  shift "$count"
+  has "$ports" "$name" || set -- -- add-port "$bridge" "$name" "$@"
+  ovs-vsctl "$@" -- set Port "$name" "vlan_mode=$mode" "tag=$tag" "trunks=$trunks" \
+    "interfaces=$interfaces" external_ids:fabrion=true >/dev/null
+}
+
+# Takes interfaces from other ports of the bridge. A port that has no other interface goes, and one
+# that has the name alone.
+release() {
+  for interface; do
+    at=$({ ovs-vsctl iface-to-br "$interface" ||
+      ovs-vsctl port-to-br "$interface"; } 2>/dev/null) || :
+    [ "$at" = "$bridge" ] || continue
+    ovs-vsctl --dry-run -- --may-exist add-bond-iface "$name" "$interface" 2>/dev/null ||
+      ovs-vsctl -- del-bond-iface "$interface" 2>/dev/null ||
+      ovs-vsctl -- --with-iface del-port "$bridge" "$interface"
+  done
+  ports=$(ovs-vsctl list-ports "$bridge")
+}
+
+# others COMMAND...: runs it with each line of the input that is not kept.
+others() {
+  while IFS= read -r line; do
+    has "$kept" "$line" || "$@" "$line"
+  done
+}
+
+drop_port() {
+  if ovs-vsctl get Port "$1" external_ids:fabrion >/dev/null 2>&1; then
+    ovs-vsctl del-port "$bridge" "$1"
+  fi
+}
+)sh";
+
+constexpr const char* mapFunction = R"sh(
+# map PORT [VLAN NETWORK]...: a port of the VTEP, made anew unless it has these bindings.
+map() {
+  name=$1
+  shift
+  bindings=${1:+$(printf '%04d %s\n' "$@")}
+  has=$(vtep-ctl list-bindings "$bridge" "$name" 2>/dev/null) && [ "$has" = "$bindings" ] && return
+  count=$#
+  while [ "$count" -gt 0 ]; do
+    set -- "$@" -- bind-ls "$bridge" "$name" "$1" "$2"
+    shift 2
+    count=$((count - 2))
+  done
+  vtep-ctl -- --if-exists del-port "$bridge" "$name" -- add-port "$bridge" "$name" "$@"
+}
+)sh";
+
+constexpr const char* dropNetworkFunction = R"sh(
+# The database refuses to drop a network that anything else refers to.
+drop_network() {
+  if vtep-ctl get Logical_Switch "$1" other_config:fabrion >/dev/null 2>&1; then
+    vtep-ctl del-ls "$1" 2>/dev/null || :
+  fi
+}
+)sh";
+
+// Its three arguments: mode, tag and trunks.
+std::string vlanWords(const RenderedPort& port) {
+  const std::string list = listOf(port.allowed);
+  const std::string native = port.native ? std::to_string(*port.native) : "";
+  if (port.allowed.empty() && port.native) return "access " + native + " '[]'";
+  // No trunks would be all trunks. 4095 is a VLAN of the column, and of no frame.
+  if (port.allowed.empty()) return "trunk '[]' 4095";
+  if (!port.native) return "trunk '[]' " + list;
+  return "native-untagged " + native + " " + list;
+}
+
+std::string portCommands(const std::vector<RenderedPort>& ports) {
+  std::string text;
+  for (const RenderedPort& port : ports) {
+    text += "port " + word(port.name) + " " + vlanWords(port);
+    if (!port.isGroup) text += " " + word(port.name);
+    for (const std::string& member : port.members) text += " " + word(member);
+    text += "\n";
   }
-  if (port.members.size() > 1) {
-    commands += "--may-exist add-bond " + bridge + " " + name;
-    for (const std::string& member : port.members) commands += " " + word(member);
-    return commands;
-  }
-  // add-bond takes two members at least.
-  const std::string member = word("name=" + value(port.members.front()));
-  return commands + "--if-exists del-port " + bridge + " " + name +
-         " -- --id=@member create Interface " + member + " -- --id=@group create Port " +
-         word("name=" + value(port.name)) + " interfaces=@member -- add Bridge " + bridge +
-         " ports @group";
+  return text;
 }
 
 void checkNames(const Node& node, const std::vector<RenderedPort>& ports, Refusals& refusals) {
@@ -87,36 +165,51 @@ void checkNames(const Node& node, const std::vector<RenderedPort>& ports, Refusa
   }
 }
 
-std::string vtepCommands(const Node& node, const std::vector<RenderedPort>& ports,
-                         const std::string& vtep, const SwitchOutputs::MappingsOfPort& mappings) {
-  const std::string name = word(node.name);
-  std::string text = "vtep-ctl -- --may-exist add-ps " + name + " -- set Physical_Switch " + name +
-                     " " + word("description=" + value(vtep)) + "\n";
+std::string networkName(U32 vni) { return "vni" + std::to_string(vni); }
+
+std::string vtepCommands(const std::vector<RenderedPort>& ports, const std::string& vtep,
+                         const SwitchOutputs::MappingsOfPort& mappings) {
+  std::string text =
+      "vtep-ctl -- --may-exist add-ps \"$bridge\" -- set Physical_Switch \"$bridge\" " +
+      word("description=" + value(vtep)) + " other_config:fabrion=true\n";
   std::set<U32> vnis;
   for (const auto& [port, vniOfVlan] : mappings) {
     for (const auto& [vlan, vni] : vniOfVlan) vnis.insert(vni);
   }
-  const auto logicalSwitch = [](U32 vni) { return "vni" + std::to_string(vni); };
+  std::string networks;
   for (const U32 vni : vnis) {
-    text += "vtep-ctl -- --may-exist add-ls " + logicalSwitch(vni) + " -- set Logical_Switch " +
-            logicalSwitch(vni) + " tunnel_key=" + std::to_string(vni) + "\n";
+    text += "vtep-ctl -- --may-exist add-ls " + networkName(vni) + " -- set Logical_Switch " +
+            networkName(vni) + " tunnel_key=" + std::to_string(vni) +
+            " other_config:fabrion=true\n";
+    networks += " " + networkName(vni);
   }
   for (const RenderedPort& port : ports) {
-    // Made anew, since a binding can be added and is not replaced.
-    const std::string onPort = name + " " + word(port.name);
-    text += "vtep-ctl -- --if-exists del-port " + onPort + " -- add-port " + onPort;
-    const auto bindings = mappings.find(port.name);
-    if (bindings != mappings.end()) {
-      for (const auto& [vlan, vni] : bindings->second) {
-        // Frames of the native VLAN come without a tag, which is VLAN 0 here.
-        if (port.native == vlan) text += " -- bind-ls " + onPort + " 0 " + logicalSwitch(vni);
-        text += " -- bind-ls " + onPort + " " + std::to_string(vlan) + " " + logicalSwitch(vni);
+    text += "map " + word(port.name);
+    const auto found = mappings.find(port.name);
+    if (found != mappings.end()) {
+      SwitchOutputs::VniOfVlan bindings = found->second;
+      // Frames of the native VLAN come without a tag, which is VLAN 0 here.
+      const auto untagged = port.native ? bindings.find(*port.native) : bindings.end();
+      if (untagged != bindings.end()) bindings.emplace(U16{0}, untagged->second);
+      for (const auto& [vlan, vni] : bindings) {
+        text += " " + std::to_string(vlan) + " " + networkName(vni);
       }
     }
     text += "\n";
   }
-  return text;
+  return text + "vtep-ctl list-ports \"$bridge\" | others vtep-ctl del-port \"$bridge\"\n" +
+         (networks.empty() ? "kept=''" : "kept=$(printf '%s\\n'" + networks + ")") +
+         "\nvtep-ctl list-ls | others drop_network\n";
 }
+
+// Where there is no such database, there is no VTEP to be dropped either.
+constexpr const char* noVtepCommands = R"sh(
+if vtep-ctl get Physical_Switch "$bridge" other_config:fabrion >/dev/null 2>&1; then
+  vtep-ctl del-ps "$bridge"
+  kept=''
+  vtep-ctl list-ls | others drop_network
+fi
+)sh";
 
 }  // namespace
 
@@ -132,16 +225,17 @@ std::string ovsCommands(const Node& node, const SwitchOutputs& outputs, Refusals
                        "; a physical switch of hardware_vtep is one");
   }
   if (refusals.size() != before) return {};
-  const std::string bridge = word(node.name);
-  std::string text = "# Switch " + node.name + "\novs-vsctl -- --may-exist add-br " + bridge + "\n";
-  for (const RenderedPort& port : ports) {
-    text += "ovs-vsctl -- " + making(bridge, port) + " -- set Port " + word(port.name) + " " +
-            vlanColumns(port) + "\n";
-  }
+  const bool isVtep = !outputs.vteps.empty();
+  std::string text = "# Switch " + node.name + "\nset -e\nbridge=" + word(node.name) +
+                     " kept=''\n" + portFunctions + (isVtep ? mapFunction : "") +
+                     dropNetworkFunction +
+                     "\novs-vsctl -- --may-exist add-br \"$bridge\"\n"
+                     "ports=$(ovs-vsctl list-ports \"$bridge\")\n" +
+                     portCommands(ports) + "ovs-vsctl list-ports \"$bridge\" | others drop_port\n";
   for (const auto& [vtep, mappings] : outputs.vteps) {
-    text += vtepCommands(node, ports, vtep, mappings);
+    text += "\n" + vtepCommands(ports, vtep, mappings);
   }
-  return text;
+  return isVtep ? text : text + noVtepCommands;
 }
 
 }  // namespace Fabrion::Host

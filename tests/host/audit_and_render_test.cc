@@ -24,7 +24,9 @@ using Fabrion::Test::inRepository;
 using Fabrion::Test::textOfFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 
 struct Result {
   Outcome outcome;
@@ -88,7 +90,7 @@ TEST(RunOutputs, HoldTheMappingsOfVtepsForAuditsAndRenderings) {
                 {"vtep1", {{"e1", {{10, 5010}, {11, 5011}}}, {"po1", {{10, 5010}}}}}}));
   EXPECT_EQ(ran(audit, AuditOptions{{document}, file}).outcome, Outcome::done);
   EXPECT_THAT(ran(render, RenderOptions{{document}}).out,
-              HasSubstr("-- bind-ls leaf1 e1 10 vni5010 -- bind-ls leaf1 e1 11 vni5011\n"));
+              HasSubstr("\nmap e1 10 vni5010 11 vni5011\n"));
 }
 
 TEST(RunOutputs, OverwriteNoDocument) {
@@ -173,11 +175,16 @@ TEST(Render, WordsAllSwitchesOneByOne) {
 }
 
 TEST(Render, OfOneSwitchSaysNothingOfTheOthers) {
-  EXPECT_EQ(ran(render, rendering(RenderTarget::ovs, "leaf2")).out,
-            "# Switch leaf2\n"
-            "ovs-vsctl -- --may-exist add-br leaf2\n"
-            "ovs-vsctl -- --may-exist add-port leaf2 e1 -- set Port e1 vlan_mode=trunk 'tag=[]' "
-            "trunks=4095\n");
+  const std::string one = ran(render, rendering(RenderTarget::ovs, "leaf2")).out;
+  EXPECT_THAT(one, StartsWith("# Switch leaf2\nset -e\nbridge=leaf2 "));
+  EXPECT_THAT(one, HasSubstr("\n\novs-vsctl -- --may-exist add-br \"$bridge\"\n"
+                             "ports=$(ovs-vsctl list-ports \"$bridge\")\n"
+                             "port e1 trunk '[]' 4095 e1\n"
+                             "ovs-vsctl list-ports \"$bridge\" | others drop_port\n"));
+  EXPECT_THAT(one, Not(HasSubstr("leaf1")));
+  // Each is a script of its own.
+  EXPECT_EQ(ran(render, rendering(RenderTarget::ovs)).out,
+            ran(render, rendering(RenderTarget::ovs, "leaf1")).out + "\n" + one);
 }
 
 TEST(Render, ASwitchThatNoDocumentHasIsNamed) {

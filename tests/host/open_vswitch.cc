@@ -13,6 +13,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 #include <thread>
 
 namespace Fabrion::Test {
@@ -32,8 +33,7 @@ int statusOf(const std::string& command) {
 }
 
 // The rows of a table by their _uuid, each an object of columns.
-std::map<std::string, Json> rowsOf(const std::string& table) {
-  const Json json = Json::parse(table);
+std::map<std::string, Json> rowsOf(const Json& json) {
   std::map<std::string, Json> rows;
   for (const Json& data : json["data"]) {
     Json row = Json::object();
@@ -49,11 +49,25 @@ std::vector<Json> elementsOf(const Json& column) {
   return {column};
 }
 
+// A value with names for the ids in it, and the elements of a set in their order then.
+Json withNames(const Json& value, const std::map<std::string, std::string>& names) {
+  if (value.is_array() && value.size() == 2 && value[0] == "uuid") {
+    const auto found = names.find(value[1]);
+    return found == names.end() ? Json("nothing") : Json(found->second);
+  }
+  if (!value.is_structured()) return value;
+  Json result = value;
+  for (Json& inner : result) inner = withNames(inner, names);
+  const bool isSet = result.is_array() && result.size() == 2 && result[0] == "set";
+  if (isSet) std::sort(result[1].begin(), result[1].end());
+  return result;
+}
+
 }  // namespace
 
 std::string OpenVswitch::missing() {
   for (const char* program :
-       {"ovsdb-server", "ovsdb-tool", "ovsdb-client", "ovs-vsctl", "vtep-ctl", "bash"}) {
+       {"ovsdb-server", "ovsdb-tool", "ovsdb-client", "ovs-vsctl", "vtep-ctl"}) {
     if (statusOf("command -v " + std::string(program)) != 0) return program;
   }
   for (const char* schema : {"vswitch.ovsschema", "vtep.ovsschema"}) {
@@ -76,6 +90,11 @@ OpenVswitch::OpenVswitch() {
                        ".ovsschema"),
               0);
   }
+  // No switch would answer when it has read the database.
+  std::filesystem::create_directory(folder_ + "/bin");
+  const std::string tool = folder_ + "/bin/ovs-vsctl";
+  std::ofstream(tool) << "#!/bin/sh\nPATH=${PATH#*:}\nexec ovs-vsctl --no-wait \"$@\"\n";
+  std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
   const std::string command = std::string(path) + "exec ovsdb-server --no-chdir -vconsole:off" +
                               " --remote=p" + socket() + " --unixctl=" + folder_ + "/ctl " +
                               folder_ + "/vswitch.db " + folder_ + "/vtep.db >/dev/null 2>&1";
@@ -88,7 +107,8 @@ OpenVswitch::OpenVswitch() {
   for (int tries = 0; tries < 600 && !std::filesystem::exists(folder_ + "/db.sock"); ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
-  EXPECT_EQ(run("ovs-vsctl init"), "");
+  // Each tool makes the row at the root of its database where there is none.
+  EXPECT_EQ(run("ovs-vsctl init\nvtep-ctl list-ps"), "");
 }
 
 OpenVswitch::~OpenVswitch() {
@@ -111,18 +131,50 @@ std::string OpenVswitch::answer(const std::string& command) const {
 
 std::string OpenVswitch::run(const std::string& commands) const {
   const std::string file = folder_ + "/commands";
-  // The commands as they stand; only where the database is, they cannot know.
-  std::ofstream(file) << "set -e\n"
-                         "ovs-vsctl() { command ovs-vsctl --no-wait --db=" +
-                             socket() +
-                             " \"$@\"; }\nvtep-ctl() { command vtep-ctl --db=" + socket() +
-                             " \"$@\"; }\n" + commands;
-  return answer("bash " + file + " 2>&1");
+  std::ofstream(file) << commands;
+  // The commands as they stand: the tools look for their database where the environment says.
+  return answer("OVS_RUNDIR=" + folder_ + " PATH=" + folder_ + "/bin:$PATH sh " + file + " 2>&1");
+}
+
+std::string OpenVswitch::rows() const {
+  return answer("ovsdb-client dump " + socket() + " Open_vSwitch") +
+         answer("ovsdb-client dump " + socket() + " hardware_vtep");
+}
+
+std::string OpenVswitch::rowsByName() const {
+  std::map<std::string, Json> tables;
+  for (const char* database : {"Open_vSwitch", "hardware_vtep"}) {
+    std::istringstream dump(answer("ovsdb-client -f json dump " + socket() + " " + database));
+    for (std::string line; std::getline(dump, line);) {
+      if (line.empty()) continue;
+      const Json table = Json::parse(line);
+      tables.emplace(std::string(database) + " " + table["caption"].get<std::string>(), table);
+    }
+  }
+  std::map<std::string, std::string> names;
+  std::map<std::string, std::map<std::string, Json>> rows;
+  for (const auto& [caption, table] : tables) {
+    rows[caption] = rowsOf(table);
+    for (const auto& [id, row] : rows[caption]) {
+      names[id] = caption + " " + (row.contains("name") ? row["name"].get<std::string>() : "");
+    }
+  }
+  std::set<std::string> lines;
+  for (auto& [caption, rowById] : rows) {
+    for (auto& [id, row] : rowById) {
+      Json named = withNames(row, names);
+      EXPECT_TRUE(lines.insert(caption + " " + named.dump()).second) << named;
+    }
+  }
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
 }
 
 Host::SwitchOutputs OpenVswitch::outputs(const std::string& bridge) const {
   const auto table = [this](const char* database, const char* name) {
-    return rowsOf(answer("ovsdb-client -f json dump " + socket() + " " + database + " " + name));
+    return rowsOf(
+        Json::parse(answer("ovsdb-client -f json dump " + socket() + " " + database + " " + name)));
   };
   Host::SwitchOutputs outputs;
   std::set<U16> all;
@@ -180,10 +232,10 @@ Host::SwitchOutputs OpenVswitch::outputs(const std::string& bridge) const {
 }
 
 std::string OpenVswitch::interfacesOf(const std::string& port) const {
-  const auto interfaces =
-      rowsOf(answer("ovsdb-client -f json dump " + socket() + " Open_vSwitch Interface"));
-  for (const auto& [id, row] :
-       rowsOf(answer("ovsdb-client -f json dump " + socket() + " Open_vSwitch Port"))) {
+  const auto interfaces = rowsOf(
+      Json::parse(answer("ovsdb-client -f json dump " + socket() + " Open_vSwitch Interface")));
+  for (const auto& [id, row] : rowsOf(
+           Json::parse(answer("ovsdb-client -f json dump " + socket() + " Open_vSwitch Port")))) {
     if (row["name"] != port) continue;
     std::set<std::string> names;
     for (const Json& interface : elementsOf(row["interfaces"])) {

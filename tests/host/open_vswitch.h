@@ -20,7 +20,8 @@ class OpenVswitch {
   // The first of the programs and files needed that is missing; empty for none.
   static std::string missing();
 
-  // Runs commands in a shell; what they said on both streams, or "exit STATUS" at its end.
+  // Runs commands in sh; what they said on both streams, and "exit STATUS" behind it if that is
+  // not 0.
   std::string run(const std::string& commands) const;
 
   // What a bridge and its physical switch say, worded as outputs. All that the switch carries is
@@ -28,6 +29,10 @@ class OpenVswitch {
   Host::SwitchOutputs outputs(const std::string& bridge) const;
   // "po1: e7 e8", the interfaces of a port sorted; empty where there is no such port.
   std::string interfacesOf(const std::string& port) const;
+  // All that the databases hold, row by row.
+  std::string rows() const;
+  // The same with names in the place of ids and in an order that does not come from them.
+  std::string rowsByName() const;
 
  private:
   std::string socket() const { return "unix:" + folder_ + "/db.sock"; }

@@ -25,56 +25,82 @@ SwitchOutputs outputsOfLeaf1() {
 
 // --- Open vSwitch --------------------------------------------------------------------------------
 
+// The script without the functions, which stand in front of the blank line before the first
+// command.
+std::string callsOf(const std::string& script) {
+  const std::size_t functions = script.find("\n\n# has ");
+  const std::size_t calls = script.find("\n\novs-vsctl");
+  EXPECT_LT(functions, calls) << script;
+  EXPECT_NE(calls, std::string::npos) << script;
+  return script.substr(0, functions + 1) + script.substr(calls + 2);
+}
+
+const std::string noVtep =
+    "\n"
+    "if vtep-ctl get Physical_Switch \"$bridge\" other_config:fabrion >/dev/null 2>&1; then\n"
+    "  vtep-ctl del-ps \"$bridge\"\n"
+    "  kept=''\n"
+    "  vtep-ctl list-ls | others drop_network\n"
+    "fi\n";
+
 TEST(RenderingOvs, IsABridgeWithPortsBondsAndAPhysicalSwitch) {
   Refusals refusals;
-  EXPECT_EQ(
-      ovsCommands(leaf1(), outputsOfLeaf1(), refusals),
-      "# Switch leaf1\n"
-      "ovs-vsctl -- --may-exist add-br leaf1\n"
-      "ovs-vsctl -- --may-exist add-port leaf1 e1 -- set Port e1 vlan_mode=native-untagged tag=10 "
-      "trunks=10-12\n"
-      "ovs-vsctl -- --may-exist add-port leaf1 e2 -- set Port e2 vlan_mode=access tag=30 "
-      "'trunks=[]'\n"
-      "ovs-vsctl -- --may-exist add-port leaf1 e3 -- set Port e3 vlan_mode=trunk 'tag=[]' "
-      "trunks=5\n"
-      "ovs-vsctl -- --may-exist add-port leaf1 e4 -- set Port e4 vlan_mode=trunk 'tag=[]' "
-      "trunks=4095\n"
-      "ovs-vsctl -- --if-exists del-port leaf1 e7 -- --if-exists del-port leaf1 e8 -- --may-exist "
-      "add-bond leaf1 po1 e7 e8 -- set Port po1 vlan_mode=trunk 'tag=[]' trunks=10,20-21\n"
-      "vtep-ctl -- --may-exist add-ps leaf1 -- set Physical_Switch leaf1 'description=\"vtep1\"'\n"
-      "vtep-ctl -- --may-exist add-ls vni5010 -- set Logical_Switch vni5010 tunnel_key=5010\n"
-      "vtep-ctl -- --may-exist add-ls vni5011 -- set Logical_Switch vni5011 tunnel_key=5011\n"
-      "vtep-ctl -- --if-exists del-port leaf1 e1 -- add-port leaf1 e1 -- bind-ls leaf1 e1 0 "
-      "vni5010 -- bind-ls leaf1 e1 10 vni5010 -- bind-ls leaf1 e1 11 vni5011\n"
-      "vtep-ctl -- --if-exists del-port leaf1 e2 -- add-port leaf1 e2\n"
-      "vtep-ctl -- --if-exists del-port leaf1 e3 -- add-port leaf1 e3\n"
-      "vtep-ctl -- --if-exists del-port leaf1 e4 -- add-port leaf1 e4\n"
-      "vtep-ctl -- --if-exists del-port leaf1 po1 -- add-port leaf1 po1 -- bind-ls leaf1 po1 10 "
-      "vni5010\n");
+  EXPECT_EQ(callsOf(ovsCommands(leaf1(), outputsOfLeaf1(), refusals)),
+            "# Switch leaf1\n"
+            "set -e\n"
+            "bridge=leaf1 kept=''\n"
+            "ovs-vsctl -- --may-exist add-br \"$bridge\"\n"
+            "ports=$(ovs-vsctl list-ports \"$bridge\")\n"
+            "port e1 native-untagged 10 10-12 e1\n"
+            "port e2 access 30 '[]' e2\n"
+            "port e3 trunk '[]' 5 e3\n"
+            "port e4 trunk '[]' 4095 e4\n"
+            "port po1 trunk '[]' 10,20-21 e7 e8\n"
+            "ovs-vsctl list-ports \"$bridge\" | others drop_port\n"
+            "\n"
+            "vtep-ctl -- --may-exist add-ps \"$bridge\" -- set Physical_Switch \"$bridge\" "
+            "'description=\"vtep1\"' other_config:fabrion=true\n"
+            "vtep-ctl -- --may-exist add-ls vni5010 -- set Logical_Switch vni5010 tunnel_key=5010 "
+            "other_config:fabrion=true\n"
+            "vtep-ctl -- --may-exist add-ls vni5011 -- set Logical_Switch vni5011 tunnel_key=5011 "
+            "other_config:fabrion=true\n"
+            "map e1 0 vni5010 10 vni5010 11 vni5011\n"
+            "map e2\n"
+            "map e3\n"
+            "map e4\n"
+            "map po1 10 vni5010\n"
+            "vtep-ctl list-ports \"$bridge\" | others vtep-ctl del-port \"$bridge\"\n"
+            "kept=$(printf '%s\\n' vni5010 vni5011)\n"
+            "vtep-ctl list-ls | others drop_network\n");
   EXPECT_THAT(refusals, IsEmpty());
 }
 
-TEST(RenderingOvs, AGroupOfOneIsNoBond) {
+TEST(RenderingOvs, AGroupMayBeOfOnePort) {
   Refusals refusals;
-  EXPECT_EQ(ovsCommands({"s", "s", {"e1"}, {{"po 1", {"e1"}}}}, {}, refusals),
+  EXPECT_EQ(callsOf(ovsCommands({"s", "s", {"e1"}, {{"po 1", {"e1"}}}}, {}, refusals)),
             "# Switch s\n"
-            "ovs-vsctl -- --may-exist add-br s\n"
-            "ovs-vsctl -- --if-exists del-port s e1 -- --if-exists del-port s 'po 1' -- "
-            "--id=@member create Interface 'name=\"e1\"' -- --id=@group create Port 'name=\"po "
-            "1\"' interfaces=@member -- add Bridge s ports @group -- set Port 'po 1' "
-            "vlan_mode=trunk 'tag=[]' trunks=4095\n");
+            "set -e\n"
+            "bridge=s kept=''\n"
+            "ovs-vsctl -- --may-exist add-br \"$bridge\"\n"
+            "ports=$(ovs-vsctl list-ports \"$bridge\")\n"
+            "port 'po 1' trunk '[]' 4095 e1\n"
+            "ovs-vsctl list-ports \"$bridge\" | others drop_port\n" +
+                noVtep);
   EXPECT_THAT(refusals, IsEmpty());
 }
 
 TEST(RenderingOvs, NamesAreWordsOfAShell) {
   Refusals refusals;
-  EXPECT_EQ(ovsCommands({"it's", "s", {"e1/1", "$(x)"}, {}}, {}, refusals),
+  EXPECT_EQ(callsOf(ovsCommands({"it's", "s", {"e1/1", "$(x)"}, {}}, {}, refusals)),
             "# Switch it's\n"
-            "ovs-vsctl -- --may-exist add-br 'it'\\''s'\n"
-            "ovs-vsctl -- --may-exist add-port 'it'\\''s' e1/1 -- set Port e1/1 vlan_mode=trunk "
-            "'tag=[]' trunks=4095\n"
-            "ovs-vsctl -- --may-exist add-port 'it'\\''s' '$(x)' -- set Port '$(x)' "
-            "vlan_mode=trunk 'tag=[]' trunks=4095\n");
+            "set -e\n"
+            "bridge='it'\\''s' kept=''\n"
+            "ovs-vsctl -- --may-exist add-br \"$bridge\"\n"
+            "ports=$(ovs-vsctl list-ports \"$bridge\")\n"
+            "port e1/1 trunk '[]' 4095 e1/1\n"
+            "port '$(x)' trunk '[]' 4095 '$(x)'\n"
+            "ovs-vsctl list-ports \"$bridge\" | others drop_port\n" +
+                noVtep);
 }
 
 Refusals ovsRefusals(const Node& node, const SwitchOutputs& outputs) {
