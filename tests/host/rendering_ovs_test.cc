@@ -50,6 +50,11 @@ class RenderedForOpenVswitch : public testing::Test {
     const std::string commands = commandsFor(node, outputs);
     EXPECT_EQ(fresh.run(commands), "") << commands;
     EXPECT_EQ(ovs_->rowsByName(), fresh.rowsByName());
+    for (const PortGroup& group : node.groups) {
+      std::string members = group.name + ":";
+      for (const std::string& member : group.members) members += " " + member;
+      EXPECT_EQ(ovs_->interfacesOf(group.name), members);
+    }
     const std::string before = ovs_->rows();
     EXPECT_EQ(ovs_->run(commands), "") << commands;
     EXPECT_EQ(ovs_->rows(), before);
