@@ -2,6 +2,7 @@
 // What tells two sets of outputs apart, one entry for each single VLAN, native VLAN and mapping, so
 // that whoever counts, filters or words them need not take lists apart.
 
+#include <compare>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,7 +34,8 @@ struct OutputDifference {
   // The native VLAN, or the VNI of the mapping. A change has both, and these alone change.
   std::optional<U32> before;
   std::optional<U32> after;
-  friend bool operator==(const OutputDifference&, const OutputDifference&) = default;
+  // The order is for sets.
+  friend auto operator<=>(const OutputDifference&, const OutputDifference&) = default;
 };
 
 // What leads from `before` to `after`: by switch, by kind, then by VTEP, port and VLAN. A switch or

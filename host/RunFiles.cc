@@ -11,10 +11,29 @@
 
 namespace Fabrion::Host {
 
+namespace {
+
+namespace fs = std::filesystem;
+
+// Where a file is, or would be made: the way to a new one may lead over links. Empty if nobody can
+// tell.
+fs::path placeOf(const std::string& path) {
+  std::error_code error;
+  return fs::weakly_canonical(fs::absolute(path, error), error);
+}
+
+}  // namespace
+
+bool isThere(const std::string& path) {
+  std::error_code error;
+  return fs::exists(fs::symlink_status(path, error));
+}
+
 bool isOneOf(const std::string& path, const std::vector<std::string>& files) {
-  return std::any_of(files.begin(), files.end(), [&path](const std::string& file) {
+  const fs::path place = placeOf(path);
+  return std::any_of(files.begin(), files.end(), [&](const std::string& file) {
     std::error_code error;
-    return std::filesystem::equivalent(path, file, error);
+    return fs::equivalent(path, file, error) || (!place.empty() && place == placeOf(file));
   });
 }
 
@@ -26,16 +45,9 @@ void keepDocuments(const std::string& path, const char* what,
 }
 
 void keepApart(const std::string& journal, const std::string& outputs) {
-  namespace fs = std::filesystem;
   std::error_code error;
-  const bool isThere = fs::exists(journal, error);
-  if (isThere && !fs::is_regular_file(journal, error)) return;
-  // Neither need be there yet; the way to a new one may lead over links all the same.
-  const auto place = [&error](const std::string& path) {
-    return fs::weakly_canonical(fs::absolute(path, error), error);
-  };
-  const fs::path to = place(journal);
-  if (isThere ? isOneOf(journal, {outputs}) : !to.empty() && to == place(outputs)) {
+  if (fs::exists(journal, error) && !fs::is_regular_file(journal, error)) return;
+  if (isOneOf(journal, {outputs})) {
     throw FileError(outputs + " is to hold the outputs and the journal; expected a file for each");
   }
 }

@@ -15,7 +15,10 @@ class FileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Whether the path leads to one of the files, by whatever name.
+// Whether something has the name already, be it a link that leads nowhere.
+bool isThere(const std::string& path);
+
+// Whether the path leads to one of the files, by whatever name. None need be there.
 bool isOneOf(const std::string& path, const std::vector<std::string>& files);
 
 // Raises FileError for a path that leads to one of the documents; `what` would overwrite it.

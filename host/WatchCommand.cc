@@ -1,6 +1,8 @@
 #include "host/WatchCommand.h"
 
 #include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <ostream>
@@ -27,6 +29,7 @@ namespace Fabrion::Host {
 namespace {
 
 using Json = nlohmann::json;
+using Leftovers = std::set<OutputDifference>;
 
 // Files that a journal which is begun later must leave alone.
 std::vector<std::string> keptFiles(const RunOptions& options) {
@@ -46,7 +49,7 @@ class Watching {
         following_(module, {options.heal, options.record, keptFiles(options)}) {}
 
   void start(const Fabric& first) {
-    traced([&](const AfterEach& after) { following_.start(first, after); });
+    following_.start(first, running_);
     const Report& report = following_.standing().report;
     write(json() ? jsonOf(report).dump() + '\n' : textOf(report));
     writeOutputFile();
@@ -93,13 +96,18 @@ class Watching {
 
   void write(const std::string& text) { out_ << text << std::flush; }
 
-  // The trace is on what the running controller does, and not on fresh derivations.
-  template <class F>
-  void traced(F f) {
+  // The trace is on what the running controller does, and neither on fresh derivations nor on
+  // rehearsals.
+  void run(const Following::Work& work) {
     std::optional<TextTrace> trace;
     if (options_.traceLevel) trace.emplace(err_, *options_.traceLevel);
     Progress progress(err_, options_.terminal.progress && !trace, options_.terminal.patience);
-    f(progress.of("Applying"));
+    work(progress.of("Applying"));
+  }
+
+  void rehearse(const Following::Work& work) {
+    Progress progress(err_, options_.terminal);
+    work(progress.of("Rehearsing"));
   }
 
   void writeOutputFile() {
@@ -137,14 +145,21 @@ class Watching {
       say(failed.what() + std::string("; what runs stays as it is"));
       return;
     }
-    FollowedEdit edit;
-    traced([&](const AfterEach& after) { edit = following_.follow(next, *fresh, after); });
+    const FollowedEdit edit = following_.follow(next, *fresh, running_, rehearsing_);
     ++edits_;
-    leaving_ += edit.leftovers.empty() ? 0 : 1;
+    leaving_ += leavesMore(edit) ? 1 : 0;
     rebuilt_ += edit.rebuilt ? 1 : 0;
     if (!edit.failure.empty()) say(edit.failure);
     write(json() ? lineOf(edit) : textOfEdit(edit));
     writeOutputFile();
+  }
+
+  // Whether the edit leaves something behind that an earlier one did not: what stands is told of
+  // each edit, but left behind by one.
+  bool leavesMore(const FollowedEdit& edit) {
+    const Leftovers found(edit.leftovers.begin(), edit.leftovers.end());
+    const Leftovers stood = std::exchange(left_, edit.rebuilt ? Leftovers() : found);
+    return !std::includes(stood.begin(), stood.end(), found.begin(), found.end());
   }
 
   std::string textOfEdit(const FollowedEdit& edit) const {
@@ -158,9 +173,20 @@ class Watching {
               textOf(edit.leftovers, words);
     }
     if (!edit.rebuilt) return text;
-    text += "\nThe controller was built anew, so nothing is left behind.\n";
+    text += "\n" + whyRebuilt(edit);
     if (following_.journal()) text += "The journal goes on in " + *following_.journal() + ".\n";
     return text;
+  }
+
+  static std::string whyRebuilt(const FollowedEdit& edit) {
+    std::string text;
+    if (edit.interrupted > 0) {
+      text = counted(edit.interrupted, "output that stays", "outputs that stay") +
+             " would have been missing for a moment";
+      if (edit.leftovers.empty()) return text + ", so the controller was built anew.\n";
+      text += ".\n";
+    }
+    return text + "The controller was built anew, so nothing is left behind.\n";
   }
 
   std::string lineOf(const FollowedEdit& edit) const {
@@ -168,6 +194,7 @@ class Watching {
     line["edit"] = edits_;
     line["leftovers"] = jsonOf(edit.leftovers);
     line["rebuilt"] = edit.rebuilt;
+    if (options_.heal) line["interrupted"] = edit.interrupted;
     if (edit.rebuilt && following_.journal()) line["journal"] = *following_.journal();
     // The journal's name may hold any bytes.
     return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
@@ -178,6 +205,9 @@ class Watching {
   std::ostream& err_;
   const Velo::VeloModule& module_;
   Following following_;
+  const Following::Stage running_ = [this](const Following::Work& work) { run(work); };
+  const Following::Stage rehearsing_ = [this](const Following::Work& work) { rehearse(work); };
+  Leftovers left_;             // what the last edit told of and what still stands so
   std::vector<Problem> told_;  // the mistakes that stand
   std::set<std::string> gone_;
   std::size_t edits_ = 0;

@@ -10,6 +10,11 @@
 
 namespace Fabrion::Test {
 
+// Two hundred edits, the same ones for every test that goes through so many: so many from each of
+// these seeds.
+inline constexpr U64 seedsOfEdits[] = {1, 2};
+inline constexpr int editsOfSeed = 100;
+
 class RandomEdits {
  public:
   // Starts from a generated fabric.

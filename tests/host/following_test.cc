@@ -7,23 +7,18 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <iostream>
-#include <map>
-#include <set>
 #include <sstream>
 
 #include "host/DifferenceText.h"
 #include "host/HandOver.h"
-#include "host/Module.h"
-#include "host/OutputsJson.h"
-#include "host/Replay.h"
 #include "host/WatchCommand.h"
 #include "platform/Velo/Exceptions.h"
 #include "platform/Velo/Type.h"
 #include "tests/host/OutputFollower.h"
 #include "tests/host/Program.h"
-#include "tests/host/RandomEdits.h"
 #include "tests/host/Texts.h"
+#include "tests/host/folder.h"
+#include "tests/host/followed.h"
 
 #ifdef FABRION_MODULE
 
@@ -31,18 +26,17 @@ namespace Fabrion::Host {
 namespace {
 
 using Test::fabricOf;
+using Test::Folder;
+using Test::followed;
+using Test::machines;
 using Test::OutputFollower;
-using Test::RandomEdits;
+using Test::replayed;
 using Test::textOfFile;
 using Test::written;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
-
-const Velo::VeloModule& machines() { return loadModule(FABRION_MODULE); }
-
-FollowedEdit followed(Following& following, const Fabric& next) {
-  return following.follow(next, derive(next, machines()));
-}
 
 const char* const withVtep = R"(
 switches:
@@ -57,15 +51,6 @@ switches:
 requests:
   - {client: acme, switch: leaf1, port: e1, vlans: [10-11, 14], vnis: {10: 5010}}
 )";
-
-// What a replay of the journal ends with.
-FabricOutputs replayed(const std::string& path) {
-  std::istringstream journal(textOfFile(path) + "{\"op\":\"dump\"}\n");
-  std::ostringstream out;
-  std::ostringstream err;
-  EXPECT_EQ(replay({path, {}}, journal, out, err, machines()), ExitStatus::success) << err.str();
-  return outputsFrom(path, out.str());
-}
 
 TEST(Following, AnEditChangesWhatItNeeds) {
   Following following(machines(), {});
@@ -105,7 +90,7 @@ TEST(Following, HealingEndsItAndTouchesNothingElse) {
   OutputFollower follower;
   follower.follow(following.controller());
   follower.taken();
-  std::vector<std::string> before;
+  std::vector<std::string> before = {"not handed over"};
   following.onHandOver([&](const Controller& next) {
     before = follower.taken();
     follower.follow(next);
@@ -113,9 +98,12 @@ TEST(Following, HealingEndsItAndTouchesNothingElse) {
   const FollowedEdit edit = followed(following, fabricOf(withoutVtep));
   EXPECT_TRUE(edit.rebuilt);
   EXPECT_EQ(edit.leftovers.size(), 2U);
-  EXPECT_THAT(before, ElementsAre("- leaf1 vlan 12", "- leaf1 e1 allows 12", "+ leaf1 vlan 14",
-                                  "+ leaf1 e1 allows 14"));
-  EXPECT_THAT(follower.taken(), ElementsAre("- leaf1 vtep1 e1 10 to 5010"));
+  EXPECT_EQ(edit.interrupted, 0U);
+  EXPECT_THAT(before, IsEmpty());
+  // What goes is gone when the new outputs stand, and what comes comes after.
+  EXPECT_THAT(follower.taken(),
+              ElementsAre("- leaf1 e1 allows 12", "- leaf1 vlan 12", "- leaf1 vtep1 e1 10 to 5010",
+                          "+ leaf1 vlan 14", "+ leaf1 e1 allows 14"));
   EXPECT_EQ(textOf(edit.plan.differences),
             "Switch leaf1\n  - VLAN 12\n  + VLAN 14\n  - port e1: VLAN 12\n  + port e1: VLAN 14\n"
             "  - VTEP vtep1\n  - VTEP vtep1, port e1: VLAN 10 to VNI 5010\n");
@@ -125,23 +113,114 @@ TEST(Following, HealingEndsItAndTouchesNothingElse) {
   EXPECT_EQ(following.standing().outputs, derive(fabricOf(withVtep), machines()).outputs);
 }
 
+// A request that gets another client is another request: the old one goes before the new one comes.
+const char* const ofAnotherClient = R"(
+switches:
+  leaf1: {ports: "e[1-3]", vteps: vtep1}
+requests:
+  - {client: blue, switch: leaf1, port: e1, vlans: [10-11], vnis: {10: 5010}}
+)";
+TEST(Following, HealingTakesNothingAwayThatStays) {
+  const Folder folder;
+  Following following(machines(), {true, folder / "journal"});
+  following.start(fabricOf(withVtep));
+  OutputFollower follower;
+  follower.follow(following.controller());
+  follower.taken();
+  following.onHandOver([&](const Controller& next) { follower.follow(next); });
+  const std::string begun = textOfFile(folder / "journal");
+  const FollowedEdit edit = followed(following, fabricOf(ofAnotherClient));
+  EXPECT_THAT(edit.leftovers, IsEmpty());
+  // Two VLANs of the switch, two of the port, and a mapping.
+  EXPECT_EQ(edit.interrupted, 5U);
+  EXPECT_TRUE(edit.rebuilt);
+  EXPECT_THAT(follower.taken(), ElementsAre("- leaf1 e1 allows 12", "- leaf1 vlan 12"));
+  EXPECT_EQ(textOf(edit.plan.differences), "Switch leaf1\n  - VLAN 12\n  - port e1: VLAN 12\n");
+  // The controller that was did nothing of it.
+  EXPECT_EQ(textOfFile(folder / "journal"), begun);
+  EXPECT_EQ(following.journal(), folder / "journal.1");
+  EXPECT_EQ(replayed(folder / "journal.1"), following.standing().outputs);
+  // What needs nothing of it goes on in the same controller, however often.
+  const Controller* const controller = &following.controller();
+  for (const char* const vlans : {"[10-11, 30]", "[10]", "[10-12]"}) {
+    const FollowedEdit next = followed(following, fabricOf(std::string(R"(
+switches:
+  leaf1: {ports: "e[1-3]", vteps: vtep1}
+requests:
+  - {client: blue, switch: leaf1, port: e1, vnis: {10: 5010}, vlans: )") +
+                                                           vlans + "}\n"));
+    EXPECT_FALSE(next.rebuilt);
+    EXPECT_EQ(next.interrupted, 0U);
+    EXPECT_EQ(&following.controller(), controller);
+  }
+}
+
+TEST(Following, UnhealedOperationsAreAppliedAsTheyCome) {
+  Following following(machines(), {});
+  following.start(fabricOf(withVtep));
+  OutputFollower follower;
+  follower.follow(following.controller());
+  follower.taken();
+  const FollowedEdit edit = followed(following, fabricOf(ofAnotherClient));
+  EXPECT_FALSE(edit.rebuilt);
+  EXPECT_EQ(edit.interrupted, 0U);
+  const std::vector<std::string> journal = follower.taken();
+  EXPECT_THAT(journal, Contains("- leaf1 e1 allows 10"));
+  EXPECT_THAT(journal, Contains("+ leaf1 e1 allows 10"));
+}
+
+// What runs and what is rehearsed are stages of their own.
+TEST(Following, TheRehearsalIsAStageOfItsOwn) {
+  std::vector<std::string> stages;
+  const auto stage = [&stages](const std::string& name) {
+    return [&stages, name](const Following::Work& work) {
+      std::size_t all = 0;
+      work([&all](std::size_t /*done*/, std::size_t of) { all = of; });
+      stages.push_back(name + (all > 0 ? "" : " nothing"));
+    };
+  };
+  const auto follow = [&](bool heal, const char* const next) {
+    Following following(machines(), {heal});
+    following.start(fabricOf(withVtep), stage("start"));
+    following.follow(fabricOf(next), derive(fabricOf(next), machines()), stage("run"),
+                     stage("rehearse"));
+    return std::exchange(stages, {});
+  };
+  EXPECT_THAT(follow(true, ofAnotherClient), ElementsAre("start", "rehearse", "run"));
+  EXPECT_THAT(follow(false, ofAnotherClient), ElementsAre("start", "run"));
+}
+
 TEST(Following, TheJournalGoesOnInAFileOfItsOwn) {
-  const std::string record = testing::TempDir() + "following.journal";
-  const std::string taken = record + ".1";  // a document, whoever calls one that
-  std::ofstream(taken) << "fabrion: 1\n";
-  Following following(machines(), {true, record, {taken}});
+  const Folder folder;
+  const std::string record = folder / "following.journal";
+  // A document, whoever calls one that; what is left of an earlier run; and a link to nowhere.
+  const std::string document = folder.with("following.journal.1", "fabrion: 1\n");
+  const std::string earlier = folder.with("following.journal.3", "# earlier\n");
+  std::filesystem::create_symlink("nowhere", folder / "following.journal.4");
+  // Files to keep that are not there yet, by another name than the journal's.
+  const std::string outputs = folder.path + "/./following.journal.5";
+  Following following(machines(), {true, record, {document, outputs}});
   following.start(fabricOf(withVtep));
   EXPECT_EQ(following.journal(), record);
-  const std::string begun = textOfFile(record);
+  const std::string first = textOfFile(record);
   followed(following, fabricOf(withoutVtep));
   EXPECT_EQ(following.journal(), record + ".2");
-  EXPECT_EQ(textOfFile(taken), "fabrion: 1\n");
-  EXPECT_TRUE(textOfFile(record).starts_with(begun));
   EXPECT_EQ(replayed(record + ".2"), following.standing().outputs);
-  const std::string first = textOfFile(record);
+  // While the controller goes on, so does its journal.
   followed(following, fabricOf(withVtep));
+  EXPECT_EQ(following.journal(), record + ".2");
   EXPECT_EQ(replayed(record + ".2"), following.standing().outputs);
+  const std::string second = textOfFile(record + ".2");
+  followed(following, fabricOf(withoutVtep));
+  EXPECT_EQ(following.journal(), record + ".6");
+  EXPECT_EQ(replayed(record + ".6"), following.standing().outputs);
+  // Each is left as it was.
   EXPECT_EQ(textOfFile(record), first);
+  EXPECT_EQ(textOfFile(record + ".2"), second);
+  EXPECT_EQ(textOfFile(document), "fabrion: 1\n");
+  EXPECT_EQ(textOfFile(earlier), "# earlier\n");
+  EXPECT_FALSE(std::filesystem::exists(folder / "nowhere"));
+  EXPECT_FALSE(std::filesystem::exists(outputs));
 }
 
 TEST(Following, AJournalThatCannotBeBegunIsAnError) {
@@ -187,7 +266,8 @@ const Velo::VeloModule& failingAtTimes() {
 
 TEST(Following, AStepThatFailsIsEndedByBuildingAnew) {
   portMachinesUntilFailure = -1;
-  const std::string record = testing::TempDir() + "failing.journal";
+  const Folder folder;
+  const std::string record = folder / "failing.journal";
   Following following(failingAtTimes(), {false, record});
   following.start(fabricOf(withVtep));
   const Fabric next =
@@ -203,13 +283,38 @@ TEST(Following, AStepThatFailsIsEndedByBuildingAnew) {
   EXPECT_EQ(replayed(record + ".1"), fresh.outputs);
 }
 
+// Whatever fails, what comes of it is right: the rehearsal as it is made, in the operation itself,
+// and the running controller in what the rehearsal could do.
+TEST(Following, AStepThatFailsWhereEditsAreRehearsedIsEndedTheSameWay) {
+  const Fabric next =
+      fabricOf(std::string(withVtep) + "  - {client: blue, switch: leaf1, port: e2, vlans: 30}\n");
+  const Derived fresh = derive(next, machines());
+  for (const int portMachines : {0, 1, 2}) {
+    portMachinesUntilFailure = -1;
+    const Folder folder;
+    Following following(failingAtTimes(), {true, folder / "journal"});
+    following.start(fabricOf(withVtep));
+    const std::string begun = textOfFile(folder / "journal");
+    portMachinesUntilFailure = portMachines;
+    const FollowedEdit edit = following.follow(next, fresh);
+    EXPECT_THAT(edit.failure, HasSubstr("failed: not this time"));
+    EXPECT_TRUE(edit.rebuilt);
+    EXPECT_EQ(following.standing().outputs, fresh.outputs);
+    EXPECT_EQ(textOfFile(folder / "journal") == begun, portMachines < 2) << portMachines;
+    EXPECT_EQ(replayed(folder / "journal.1"), fresh.outputs);
+    // And edits are rehearsed as before.
+    EXPECT_FALSE(followed(following, fabricOf(withVtep)).rebuilt);
+    EXPECT_GT(followed(following, fabricOf(ofAnotherClient)).interrupted, 0U);
+  }
+}
+
 TEST(Following, WhatStandsStaysIfNothingCanBeBuiltAnew) {
   portMachinesUntilFailure = -1;
   Following following(failingAtTimes(), {true});
   following.start(fabricOf(withVtep));
   const FabricOutputs before = following.standing().outputs;
   const Controller* const controller = &following.controller();
-  portMachinesUntilFailure = 0;
+  portMachinesUntilFailure = 1;  // after that of the rehearsal
   EXPECT_THROW(following.follow(fabricOf(withoutVtep), derive(fabricOf(withoutVtep), machines())),
                OperationFailed);
   EXPECT_EQ(&following.controller(), controller);
@@ -275,124 +380,6 @@ TEST(HandOver, HandsOverWhatBothHave) {
   common.vteps = {{"a", {{"e1", {{1, 11}}}}}, {"b", {}}};
   EXPECT_EQ(commonOf({{"leaf", right}, {"other", {}}}, {{"leaf", present}, {"former", {}}}),
             (FabricOutputs{{"leaf", common}, {"other", {}}}));
-}
-
-// Over many edits
-
-const char* wordOf(OutputKind kind) {
-  switch (kind) {
-    case OutputKind::switchItself:
-      return "a switch";
-    case OutputKind::switchVlan:
-      return "a VLAN of a switch";
-    case OutputKind::allowedVlan:
-      return "an allowed VLAN";
-    case OutputKind::nativeVlan:
-      return "a native VLAN";
-    case OutputKind::vtepItself:
-      return "a VTEP";
-    case OutputKind::mapping:
-      return "a mapping";
-  }
-  return "";
-}
-
-std::string wordsOf(const OutputDifference& one) {
-  const char* const how = one.change == ChangeKind::added     ? " that should not stand"
-                          : one.change == ChangeKind::removed ? " that is missing"
-                                                              : " with the wrong value";
-  return std::string(wordOf(one.kind)) + how;
-}
-
-// Edits by the kinds that they left behind.
-using Counts = std::map<std::string, int>;
-
-void count(const FollowedEdit& edit, Counts& counts) {
-  if (edit.leftovers.empty()) return;
-  ++counts["edits"];
-  std::set<std::string> kinds;
-  for (const OutputDifference& one : edit.leftovers) kinds.insert(wordsOf(one));
-  for (const std::string& kind : kinds) ++counts[kind];
-}
-
-void print(const char* title, const Counts& counts) {
-  for (const auto& [what, number] : counts) {
-    std::cout << "[          ] " << title << ": " << what << ": " << number << '\n';
-  }
-}
-
-// Entries that both sides have and that went in between.
-std::vector<std::string> flaps(const OutputFollower::Entries& before,
-                               const OutputFollower::Entries& after,
-                               const std::vector<std::string>& journal) {
-  std::vector<std::string> found;
-  for (const std::string& line : journal) {
-    const std::string entry = line.substr(2);
-    if (line[0] == '-' && before.contains(entry) && after.contains(entry)) found.push_back(entry);
-  }
-  return found;
-}
-
-TEST(Following, HealedAfterTwoHundredEditsTheOutputsAreThoseOfAFreshStart) {
-  Counts counts;
-  int stepsThatFlap = 0;
-  for (const U64 seed : {1U, 2U}) {
-    const std::string record = testing::TempDir() + "edits.journal";
-    RandomEdits edits(seed);
-    Following following(machines(), {true, record});
-    following.start(edits.fabric());
-    OutputFollower follower;
-    follower.follow(following.controller());
-    for (int i = 0; i < 100; ++i) {
-      OutputFollower::Entries before = follower.entries();
-      const OutputFollower::Entries first = before;
-      std::vector<std::string> step;
-      following.onHandOver([&](const Controller& next) {
-        step = follower.taken();
-        before = follower.entries();
-        follower.follow(next);
-      });
-      edits.edit();
-      const Derived fresh = derive(edits.fabric(), machines());
-      const FollowedEdit edit = following.follow(edits.fabric(), fresh);
-      ASSERT_EQ(edit.failure, "");
-      ASSERT_EQ(edit.rebuilt, !edit.leftovers.empty());
-      ASSERT_EQ(following.standing().outputs, fresh.outputs) << edits.document();
-      const auto& after = follower.entries();
-      ASSERT_EQ(after, OutputFollower::entriesOf(fresh.outputs));
-      const std::vector<std::string> journal = follower.taken();
-      if (edit.rebuilt) {
-        ASSERT_THAT(flaps(before, after, journal), IsEmpty()) << seed << ' ' << i;
-      }
-      // What the edit's own operations did is theirs to order; how often it shows is worth knowing.
-      stepsThatFlap += flaps(first, after, edit.rebuilt ? step : journal).empty() ? 0 : 1;
-      count(edit, counts);
-    }
-    ASSERT_EQ(replayed(*following.journal()), following.standing().outputs);
-  }
-  EXPECT_GT(counts["edits"], 0);
-  print("healed", counts);
-  std::cout << "[          ] healed: steps that took an entry away and brought it back: "
-            << stepsThatFlap << '\n';
-}
-
-TEST(Following, UnhealedTheLeftoversOfTwoHundredEditsAreTheDifferenceToAFreshStart) {
-  Counts counts;
-  for (const U64 seed : {1U, 2U}) {
-    RandomEdits edits(seed);
-    Following following(machines(), {});
-    following.start(edits.fabric());
-    for (int i = 0; i < 100; ++i) {
-      edits.edit();
-      const Derived fresh = derive(edits.fabric(), machines());
-      const FollowedEdit edit = following.follow(edits.fabric(), fresh);
-      ASSERT_EQ(edit.failure, "");
-      ASSERT_FALSE(edit.rebuilt);
-      ASSERT_EQ(edit.leftovers.empty(), following.standing().outputs == fresh.outputs);
-      count(edit, counts);
-    }
-  }
-  print("unhealed", counts);
 }
 
 }  // namespace

@@ -24,11 +24,13 @@ namespace {
 
 using Json = nlohmann::json;
 using Test::blocksOf;
+using Test::editsOfSeed;
 using Test::Exit;
 using Test::fabrion;
 using Test::failing;
 using Test::inRepository;
 using Test::RandomEdits;
+using Test::seedsOfEdits;
 using Test::textOfFile;
 using Test::written;
 
@@ -328,44 +330,55 @@ std::set<std::string> places(const std::set<std::string>& conflicts) {
   return all;
 }
 
-TEST(Plan, IsTheDifferenceOfTwoRunsOverTwoHundredEdits) {
-  RandomEdits edits(7);
-  RunOfDocument before = ranOn("edit-0.yaml", edits.document());
+struct Walked {
   int changes = 0;
   int appearances = 0;
-  for (int i = 1; i <= 200; ++i) {
-    edits.edit();
-    RunOfDocument after = ranOn("edit-" + std::to_string(i % 2) + ".yaml", edits.document());
-    const Result result = planned({{before.file}, {after.file}, ReportFormat::json});
-    ASSERT_NE(result.outcome, Outcome::mistake) << result.err;
-    const Json json = Json::parse(result.out);
-    Words removed;
-    Words added;
-    for (const Json& one : json["differences"]) addPlanned(one, removed, added);
-    ASSERT_EQ(removed, without(before.words, after.words)) << edits.document();
-    ASSERT_EQ(added, without(after.words, before.words)) << edits.document();
-    std::set<std::string> now;
-    std::set<std::string> past;
-    for (const Json& one : json["conflicts"]) {
-      (one["change"] == "ends" ? past : now).insert(one["conflict"].dump());
+};
+
+void expectDifferenceOfRuns(const RunOfDocument& before, const RunOfDocument& after,
+                            Walked& walked) {
+  const Result result = planned({{before.file}, {after.file}, ReportFormat::json});
+  ASSERT_NE(result.outcome, Outcome::mistake) << result.err;
+  const Json json = Json::parse(result.out);
+  Words removed;
+  Words added;
+  for (const Json& one : json["differences"]) addPlanned(one, removed, added);
+  ASSERT_EQ(removed, without(before.words, after.words));
+  ASSERT_EQ(added, without(after.words, before.words));
+  std::set<std::string> now;
+  std::set<std::string> past;
+  for (const Json& one : json["conflicts"]) {
+    (one["change"] == "ends" ? past : now).insert(one["conflict"].dump());
+  }
+  ASSERT_EQ(now, without(after.conflicts, before.conflicts));
+  ASSERT_EQ(places(past), without(places(before.conflicts), places(after.conflicts)));
+  const bool appears = !without(places(after.conflicts), places(before.conflicts)).empty();
+  const bool nothing = removed.empty() && added.empty() && now.empty() && past.empty();
+  ASSERT_EQ(result.outcome, appears   ? Outcome::conflictAppears
+                            : nothing ? Outcome::done
+                                      : Outcome::difference);
+  walked.changes += nothing ? 0 : 1;
+  walked.appearances += appears ? 1 : 0;
+}
+
+TEST(Plan, IsTheDifferenceOfTwoRunsOverTwoHundredEdits) {
+  Walked walked;
+  for (const U64 seed : seedsOfEdits) {
+    RandomEdits edits(seed);
+    RunOfDocument before = ranOn("edit-0.yaml", edits.document());
+    for (int i = 1; i <= editsOfSeed; ++i) {
+      edits.edit();
+      RunOfDocument after = ranOn("edit-" + std::to_string(i % 2) + ".yaml", edits.document());
+      expectDifferenceOfRuns(before, after, walked);
+      ASSERT_FALSE(HasFatalFailure()) << edits.document();
+      before = std::move(after);
     }
-    const Words changedNow = without(after.conflicts, before.conflicts);
-    ASSERT_EQ(now, changedNow);
-    ASSERT_EQ(places(past), without(places(before.conflicts), places(after.conflicts)));
-    const bool appears = !without(places(after.conflicts), places(before.conflicts)).empty();
-    const bool nothing = removed.empty() && added.empty() && now.empty() && past.empty();
-    ASSERT_EQ(result.outcome, appears   ? Outcome::conflictAppears
-                              : nothing ? Outcome::done
-                                        : Outcome::difference);
-    changes += nothing ? 0 : 1;
-    appearances += appears ? 1 : 0;
-    before = std::move(after);
   }
   // Or the edits would show nothing.
-  EXPECT_GT(changes, 100);
-  EXPECT_GT(appearances, 5);
-  RecordProperty("changes", changes);
-  RecordProperty("conflictsAppeared", appearances);
+  EXPECT_GT(walked.changes, 100);
+  EXPECT_GT(walked.appearances, 5);
+  RecordProperty("changes", walked.changes);
+  RecordProperty("conflictsAppeared", walked.appearances);
 }
 
 }  // namespace
