@@ -169,8 +169,12 @@ class Watching {
     if (!edit.leftovers.empty()) {
       DifferenceWords words;
       words.colours = colours;
-      text += "\nLeft behind: + stands and should not, - is missing, ~ has the wrong value.\n\n" +
-              textOf(edit.leftovers, words);
+      // After a rehearsal nothing of it stands.
+      text += options_.heal ? "\nWould be left behind: + should not stand, - would be missing, ~ "
+                              "would have the wrong value.\n\n"
+                            : "\nLeft behind: + stands and should not, - is missing, ~ has the "
+                              "wrong value.\n\n";
+      text += textOf(edit.leftovers, words);
     }
     if (!edit.rebuilt) return text;
     text += "\n" + whyRebuilt(edit);

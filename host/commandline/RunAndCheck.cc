@@ -28,7 +28,8 @@ void addRun(CLI::App& app, Session& session) {
                         "SIGTERM");
   command
       ->add_flag("--heal", options->heal,
-                 "End what an edit leaves behind by building the controller anew")
+                 "Rehearse each edit, and build the controller anew where it would leave "
+                 "something behind or take an output away that stays")
       ->needs(watch);
   session.help(*command,
                {{done("Done; with --strict, no conflict stands either."),
