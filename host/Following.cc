@@ -101,8 +101,9 @@ void Following::rebuild(const Fabric& next, const Derived& fresh, FollowedEdit& 
   Rebuilding anew =
       handedOver(change.to(next), next, commonOf(fresh.outputs, outputsOf(*controller_)));
   applyAll(anew.outputs, *controller, journal.get());
-  if (handOver_) handOver_(*controller);
   applyAll(anew.rest, *controller, journal.get(), after);
+  // Not before: on its way the new one may still take away and bring back what stays.
+  if (handOver_) handOver_(*controller);
   journal_ = std::move(journal);
   journalPath_ = std::move(path);
   change_ = std::move(change);

@@ -6,8 +6,9 @@
 // It can heal. Then each edit is rehearsed: a second controller, which got the same operations as
 // the running one and so is in the same state, gets those of the edit first. Where they fail, leave
 // something behind, or take away an output that stays, if only for a moment, the running controller
-// does not see them: it is built anew, by operations that do none of this (HandOver.h), and so is
-// the rehearsal. An output that stands before an edit and after it so stands all the time.
+// does not see them. Another one is built beside it, takes over its outputs when it is done, and
+// the rehearsal is built anew too. An output that stands before an edit and after it so stands all
+// the time.
 
 #include <functional>
 #include <memory>
@@ -61,8 +62,8 @@ class Following {
   using Stage = std::function<void(const Work&)>;
   static void plainly(const Work& work) { work({}); }
 
-  // Is given a controller whose outputs were just made and filled with what is right of the old
-  // ones: whoever follows the outputs turns to these now. The old controller has not ended.
+  // Is given a controller that was built anew and whose outputs are whole: whoever follows the
+  // outputs turns to these now. The old controller has not ended, and did nothing meanwhile.
   using HandOver = std::function<void(const Controller&)>;
 
   // `module` outlives it. Raises JournalFileError.

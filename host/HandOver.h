@@ -1,8 +1,8 @@
 #pragma once
 // What one controller hands over to the next when it is built anew (Following.h): of its outputs
-// those that are right. They stand in the new outputs from the first moment, before any machine
-// runs, and a machine leaves alone what it finds right; so whoever turns from the old outputs to
-// the new ones never misses one of them.
+// those that are right. They stand in the new outputs before any machine runs, and as a rule a
+// machine leaves alone what it finds right; so journal and trace of the new controller begin where
+// the old one was, and show what changes.
 
 #include <vector>
 

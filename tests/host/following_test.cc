@@ -100,10 +100,10 @@ TEST(Following, HealingEndsItAndTouchesNothingElse) {
   EXPECT_EQ(edit.leftovers.size(), 2U);
   EXPECT_EQ(edit.interrupted, 0U);
   EXPECT_THAT(before, IsEmpty());
-  // What goes is gone when the new outputs stand, and what comes comes after.
+  // All at once, as the new outputs are whole.
   EXPECT_THAT(follower.taken(),
               ElementsAre("- leaf1 e1 allows 12", "- leaf1 vlan 12", "- leaf1 vtep1 e1 10 to 5010",
-                          "+ leaf1 vlan 14", "+ leaf1 e1 allows 14"));
+                          "+ leaf1 e1 allows 14", "+ leaf1 vlan 14"));
   EXPECT_EQ(textOf(edit.plan.differences),
             "Switch leaf1\n  - VLAN 12\n  + VLAN 14\n  - port e1: VLAN 12\n  + port e1: VLAN 14\n"
             "  - VTEP vtep1\n  - VTEP vtep1, port e1: VLAN 10 to VNI 5010\n");
@@ -314,6 +314,7 @@ TEST(Following, WhatStandsStaysIfNothingCanBeBuiltAnew) {
   following.start(fabricOf(withVtep));
   const FabricOutputs before = following.standing().outputs;
   const Controller* const controller = &following.controller();
+  following.onHandOver([](const Controller& /*next*/) { FAIL() << "nothing is whole"; });
   portMachinesUntilFailure = 1;  // after that of the rehearsal
   EXPECT_THROW(following.follow(fabricOf(withoutVtep), derive(fabricOf(withoutVtep), machines())),
                OperationFailed);

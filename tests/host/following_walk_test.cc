@@ -144,6 +144,7 @@ TEST(FollowingEdits, HealingInterruptsNothingAndEndsWithTheOutputsOfAFreshStart)
       const Entries after = OutputFollower::entriesOf(fresh.outputs);
       const FollowedEdit edit = following.follow(edits.fabric(), fresh);
       SCOPED_TRACE(std::to_string(seed) + ", edit " + std::to_string(i));
+      follower.follow(following.controller());  // the outputs of new switches too
       ASSERT_EQ(following.standing().outputs, fresh.outputs) << edits.document();
       ASSERT_EQ(follower.entries(), after);
       ASSERT_THAT(interrupted(before, after, follower.taken()), IsEmpty()) << edits.document();
