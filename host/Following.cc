@@ -19,6 +19,11 @@ bool saysNothing(const SwitchOutputs& outputs) {
          std::all_of(outputs.vteps.begin(), outputs.vteps.end(), empty);
 }
 
+bool isCabledToItself(const Fabric& fabric) {
+  return std::any_of(fabric.links.begin(), fabric.links.end(),
+                     [](const Link& link) { return link.a.node == link.b.node; });
+}
+
 }  // namespace
 
 Following::Following(const Velo::VeloModule& module, Options options)
@@ -40,8 +45,9 @@ void Following::start(const Fabric& first, const Stage& running) {
 FollowedEdit Following::follow(const Fabric& next, const Derived& fresh, const Stage& running,
                                const Stage& rehearsing) {
   FollowedEdit edit;
+  edit.cabledToItself = isCabledToItself(fabric()) || isCabledToItself(next);
   const std::vector<Operation> operations = change_.to(next);
-  if (options_.heal) {
+  if (options_.heal && !edit.cabledToItself) {
     rehearsing([&](const AfterEach& after) { rehearse(operations, fresh, edit, after); });
     // It has done what the running one will not do.
     if (needsRebuilding(edit)) rehearsal_.reset();
@@ -84,7 +90,7 @@ void Following::apply(const std::vector<Operation>& operations, const Derived& f
 }
 
 bool Following::needsRebuilding(const FollowedEdit& edit) const {
-  return !edit.failure.empty() ||
+  return edit.cabledToItself || !edit.failure.empty() ||
          (options_.heal && (!edit.leftovers.empty() || edit.interrupted > 0));
 }
 

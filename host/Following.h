@@ -36,6 +36,10 @@ struct FollowedEdit {
   // How many outputs that stay the edit's operations take away, if only for a moment. Known where
   // edits are rehearsed, else 0.
   std::size_t interrupted = 0;
+  // Whether a switch or host is cabled to itself, before the edit or after it. What its ports have
+  // comes back to them then, and to take that back step by step is a fault to the machines. So no
+  // operations of the edit ran, and the controller was built anew.
+  bool cabledToItself = false;
   // Why the operations ended before the last one; empty if they did not. Nobody knows what stands
   // half done then, so the controller was built anew.
   std::string failure;

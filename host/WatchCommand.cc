@@ -183,6 +183,9 @@ class Watching {
   }
 
   static std::string whyRebuilt(const FollowedEdit& edit) {
+    if (edit.cabledToItself) {
+      return "A switch or host is cabled to itself, so the controller was built anew.\n";
+    }
     std::string text;
     if (edit.interrupted > 0) {
       text = counted(edit.interrupted, "output that stays", "outputs that stay") +

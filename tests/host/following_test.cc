@@ -71,6 +71,36 @@ requests:
   EXPECT_EQ(&following.controller(), controller);
 }
 
+// To take the VNI back step by step is a fault, which ends the process.
+TEST(Following, ASwitchThatIsCabledToItselfHasTheControllerBuiltAnew) {
+  const auto loop = [](const char* vnis) {
+    return fabricOf(std::string(R"(
+switches:
+  spine1: {ports: "e[1-3]"}
+  leaf1: {ports: "e[1-2]", vteps: vtep1}
+hosts:
+  srv8: {hostname: compute8, ports: eth0}
+links:
+  - [spine1:e3, srv8:eth0]
+  - [spine1:e3, spine1:e1]
+  - [leaf1:e1, spine1:e2]
+requests:
+  - {client: acme, hostname: compute8, vlans: 26-29, vnis: )") +
+                    vnis + "}\n");
+  };
+  for (const bool heal : {false, true}) {
+    Following following(machines(), {heal});
+    const Fabric before = loop("{26-29: 10026-10029}");
+    const Fabric next = loop("{26: [10001, 10026], 27-29: 10027-10029}");
+    following.start(before);
+    const FollowedEdit edit = followed(following, next);
+    EXPECT_TRUE(edit.cabledToItself);
+    EXPECT_TRUE(edit.rebuilt);
+    EXPECT_EQ(edit.failure, "");
+    EXPECT_EQ(following.standing().outputs, derive(next, machines()).outputs);
+  }
+}
+
 TEST(Following, WhatAnEditLeavesBehindIsTold) {
   Following following(machines(), {});
   following.start(fabricOf(withVtep));
