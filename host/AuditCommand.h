@@ -15,7 +15,7 @@ namespace Fabrion::Host {
 struct AuditOptions {
   std::vector<std::string> documents;
   // Outputs as JSON (OutputsJson.h); `-` for the standard input.
-  std::string against;
+  std::string against = "-";
   ReportFormat format = ReportFormat::text;
   Terminal terminal = {};
 };

@@ -26,6 +26,12 @@ std::vector<const Node*> chosen(const Fabric& fabric, const RenderOptions& optio
     if (!options.switchName || node.name == *options.switchName) nodes.push_back(&node);
   }
   if (nodes.empty() && options.switchName) {
+    for (const Node& host : fabric.hosts) {
+      if (host.name != *options.switchName) continue;
+      say(err, shown(host.name) + " is a host; expected a switch" +
+                   (names.empty() ? "" : ", such as " + shown(names.front())));
+      return nodes;
+    }
     say(err, "no document has the switch " + shown(*options.switchName) +
                  nearNames(*options.switchName, names));
   }

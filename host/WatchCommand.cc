@@ -201,6 +201,7 @@ class Watching {
     line["edit"] = edits_;
     line["leftovers"] = jsonOf(edit.leftovers);
     line["rebuilt"] = edit.rebuilt;
+    if (edit.cabledToItself) line["cabledToItself"] = true;
     if (options_.heal) line["interrupted"] = edit.interrupted;
     if (edit.rebuilt && following_.journal()) line["journal"] = *following_.journal();
     // The journal's name may hold any bytes.

@@ -37,7 +37,7 @@ void addGenerate(CLI::App& app, Session& session) {
       ->transform(numberFrom(0, std::numeric_limits<U64>::max()));
   command
       ->add_option(
-          "--output", options->output,
+          "-o,--output", options->output,
           "Write FILE.yaml, and FILE-2.yaml and so on if one document is not enough; - for "
           "the standard output")
       ->type_name("FILE.yaml");

@@ -80,7 +80,7 @@ void addAudit(CLI::App& app, Session& session) {
       ->add_option("--against", options->against,
                    "What the switches have, as `run --outputs` or a dump writes it; - for the "
                    "standard input")
-      ->required()
+      ->capture_default_str()
       ->type_name("FILE");
   addFormat(*command, *format, "the report");
   session.help(*command,

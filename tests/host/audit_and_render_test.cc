@@ -194,6 +194,16 @@ TEST(Render, ASwitchThatNoDocumentHasIsNamed) {
   EXPECT_EQ(result.err, "fabrion: no document has the switch 'laef1'; did you mean 'leaf1'?\n");
 }
 
+TEST(Render, AHostIsNoSwitch) {
+  RenderOptions options = rendering(RenderTarget::ovs, "srv1");
+  options.documents = {
+      written("host.yaml", "fabrion: 1\nswitches: {leaf1: {ports: e1}}\nhosts: {srv1: }\n")};
+  const Result result = ran(render, options);
+  EXPECT_EQ(result.outcome, Outcome::mistake);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "fabrion: 'srv1' is a host; expected a switch, such as 'leaf1'\n");
+}
+
 TEST(Render, WhatATargetCannotSayIsToldAtOnceAndNothingIsRendered) {
   const std::string document = written(
       "refused.yaml",
@@ -242,6 +252,7 @@ TEST(AuditStatus, IsZeroThreeForADifferenceAndTwoForBadInput) {
   ASSERT_EQ(statusOf("run --outputs " + file + at), 0);
   EXPECT_EQ(statusOf("audit --against " + file + at), 0);
   EXPECT_EQ(statusOf("audit --against -" + at + " <" + file), 0);
+  EXPECT_EQ(statusOf("audit" + at + " <" + file), 0);
   const std::string none = written("none.json", "{\"switch\":{}}");
   EXPECT_EQ(statusOf("audit --format json --against -" + at + " <" + none), 3);
   EXPECT_EQ(statusOf("audit --against /nowhere.json" + at), 2);

@@ -116,7 +116,6 @@ TEST(ErrorsOfTheCommandLine, ArgumentsThatAreMissing) {
     expectSaid({{name, first + " is missing; expected fabrion " + name + " [OPTIONS]" + usage}},
                " " + name);
   }
-  expectSaid({{"audit f", "--against FILE is missing"}}, " audit");
   expectSaid({{"render f", "--target TARGET is missing; expected ovs, sonic or openconfig"}},
              " render");
   expectSaid({{"draw f", "--output FILE is missing"}}, " draw");

@@ -127,6 +127,51 @@ The journal goes on in )" + (folder_ / "journal.1") +
                                             "the controller built anew\n"));
 }
 
+TEST_F(WatchEdits, WithoutHealingPeopleAreToldWhatIsLeftBehind) {
+  Running program({"run", "--watch", write(leaf)});
+  program.errTo("ends it\n");
+  program.outTo("No conflicts.\n");
+  write(withoutVtep);
+  EXPECT_EQ(program.outTo("VNI 5010\n"), R"(
+Edit 1
+
+Nothing changed.
+
+Left behind: + stands and should not, - is missing, ~ has the wrong value.
+
+Switch leaf1
+  + VTEP vtep1
+  + VTEP vtep1, port e1: VLAN 10 to VNI 5010
+)");
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.ended().status, 0);
+}
+
+TEST_F(WatchEdits, ASwitchCabledToItselfIsToldOf) {
+  const std::string cabled = leaf + "links: [[leaf1:e1, leaf1:e2]]\n";
+  const std::string edited = replaced(cabled, "[10-12]", "[10-13]");
+  {
+    Running program({"run", "--watch", write(cabled)});
+    program.errTo("ends it\n");
+    program.outTo("No conflicts.\n");
+    write(edited);
+    EXPECT_THAT(program.outTo("anew.\n"),
+                EndsWith("\n\nA switch or host is cabled to itself, so the controller was built "
+                         "anew.\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.ended().status, 0);
+  }
+  Running program({"run", "--watch", "--format", "json", write(cabled)});
+  program.outTo("\n");
+  program.errTo("ends it\n");
+  write(edited);
+  const Json line = Json::parse(program.outTo("\n"));
+  EXPECT_EQ(line["cabledToItself"], true);
+  EXPECT_EQ(line["rebuilt"], true);
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.ended().status, 0);
+}
+
 TEST_F(WatchEdits, WithoutHealingALeftoverStaysAndIsTold) {
   Running program({"run", "--watch", "--format", "json", write(leaf)});
   EXPECT_EQ(Json::parse(program.outTo("\n"))["conflicts"], Json::array());
