@@ -178,8 +178,10 @@ class HashMapBlock {
   }
   // The last slot of a run of live ones that begins with `slot`, as far as it is told at once.
   U32 lastOfRun(const HashMapType& type, U32 slot) {
-    U64 rest = U64{fewLive_} >> slot;
-    if (indexed()) {
+    U64 rest = 0;
+    if (!indexed()) {
+      rest = U64{fewLive_} >> slot;
+    } else {
       if (size == counts().used) return size - 1;
       rest = liveWords(type)[slot / 64] >> (slot % 64);
     }

@@ -264,6 +264,56 @@ TEST_F(NotifieeList, DeleteAllInACallbackEndsTheDelivery) {
   EXPECT_EQ(taken(), Lines{"a lit"});
 }
 
+// What a list is asked before a delivery does not tell of one that all have left meanwhile.
+TEST_F(NotifieeList, AChangeAfterAllHaveLeftInTheDeliveryReachesNobody) {
+  theLog.at["a lit"] = [&] {
+    for (auto* watcher : {&a_, &b_, &c_}) (*watcher)->isRegisteredNotifieeIs(false);
+    EXPECT_TRUE(lamp_->notifieeList()->empty());
+    change();
+    theLog("inner ended");
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "inner ended"}));
+  change();
+  EXPECT_EQ(taken(), Lines{});
+  b_->isRegisteredNotifieeIs(true);
+  change();
+  EXPECT_EQ(taken(), Lines{"b lit"});
+}
+
+TEST_F(NotifieeList, OneThatComesAfterAllHaveLeftIsReachedByTheNextDeliveryAlone) {
+  Velo::Ptr<Watcher> late;
+  theLog.at["a lit"] = [&] {
+    lamp_->notifieeList()->deleteAll();
+    late = watcher("late");
+    change();
+    theLog("inner ended");
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "late lit", "inner ended"}));
+  EXPECT_EQ(lamp_->notifieeList()->size(), 1U);
+}
+
+// Once there was more than one, the only one stands in the array; the array moves under a delivery.
+TEST_F(NotifieeList, AListGrowsUnderItsDeliveryAndShrinksToOneAgain) {
+  std::vector<Velo::Ptr<Watcher>> late;
+  theLog.at["a lit"] = [&] {
+    for (int i = 0; i < 20; ++i) late.push_back(watcher("late"));
+  };
+  change();
+  EXPECT_EQ(taken(), (Lines{"a lit", "b lit", "c lit"}));
+  theLog.at.clear();
+  late.clear();
+  a_->isRegisteredNotifieeIs(false);
+  c_->isRegisteredNotifieeIs(false);
+  taken();
+  change();
+  EXPECT_EQ(taken(), Lines{"b lit"});
+  b_->isRegisteredNotifieeIs(false);
+  change();
+  EXPECT_EQ(taken(), Lines{});
+}
+
 // An object whose list can be taken away from under a delivery.
 class Publisher : public Velo::PtrInterface {
  public:

@@ -289,6 +289,65 @@ TEST(VlanIdSet, ARandomWalkAgreesWithAPlainSet) {
   }
 }
 
+// The model of a list: what a plain reader makes of the text, or nothing.
+bool readPlainly(const std::string& text, std::set<U16>& model) {
+  std::size_t at = 0;
+  const auto number = [&](U32& read) {
+    const std::size_t begin = at;
+    for (read = 0; at != text.size() && text[at] >= '0' && text[at] <= '9' && read <= 65535; ++at)
+      read = read * 10 + static_cast<U32>(text[at] - '0');
+    return at != begin && read <= 65535;
+  };
+  for (;; ++at) {
+    U32 low = 0;
+    if (!number(low)) return false;
+    U32 high = low;
+    if (at != text.size() && text[at] == '-' && (++at, !number(high))) return false;
+    if (high < low) return false;
+    for (U32 vlan = low; vlan <= high; ++vlan) model.insert(model.end(), static_cast<U16>(vlan));
+    if (at == text.size()) return true;
+    if (text[at] != ',') return false;
+  }
+}
+
+void expectReadAsPlainly(const std::string& text) {
+  std::set<U16> model;
+  if (readPlainly(text, model)) {
+    ASSERT_EQ(rewritten(text), listOf(model)) << "'" << text << "'";
+  } else {
+    ASSERT_THROW(rewritten(text), Velo::RangeException) << "'" << text << "'";
+  }
+}
+
+// Lists as they are written, and all that differs from one by a character or two.
+TEST(VlanIdSet, EveryShortTextIsAListOrNone) {
+  const std::string letters("0129-,\0", 7);
+  for (std::size_t size = 1; size <= 5; ++size) {
+    std::size_t count = 1;
+    for (std::size_t i = 0; i < size; ++i) count *= letters.size();
+    for (std::size_t n = 0; n < count; ++n) {
+      std::string text;
+      for (std::size_t left = n, i = 0; i < size; ++i, left /= letters.size())
+        text += letters[left % letters.size()];
+      expectReadAsPlainly(text);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
+TEST(VlanIdSet, NumbersOfEachLengthEndWhereTheyEnd) {
+  for (const char* number : {"0", "9", "10", "99", "100", "999", "1000", "9999", "10000", "65534",
+                             "65535", "65536", "99999", "100000", "123456", "655350"}) {
+    for (const char* before : {"", "0", "00", "0,", "65533-", "3,65535-"}) {
+      for (const char* behind : {"", "0", ",", "-", "-3", ",65535", " ", "\xb0", "\xff"}) {
+        expectReadAsPlainly(std::string(before) + number + behind);
+        expectReadAsPlainly(std::string(before) + number + std::string(1, '\0') + behind);
+        if (HasFatalFailure()) return;
+      }
+    }
+  }
+}
+
 TEST(VlanIdSet, PartsInAnyOrderGiveTheSameSet) {
   for (U32 seed = 1; seed <= 200; ++seed) {
     auto random = [engine = std::mt19937(seed)]() mutable { return static_cast<U32>(engine()); };
