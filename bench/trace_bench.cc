@@ -43,15 +43,18 @@ struct Arguments {
 };
 
 // Values may have changed at each turn.
+[[gnu::always_inline]] inline void trace(const Arguments<Nimbo::String>& arguments) {
+  benchmark::ClobberMemory();
+  VELO_TRACE(BenchTrace, 9, "%s has VLAN %s on %s ports", arguments.name, arguments.vlan,
+             arguments.ports);
+}
+
 void ours(benchmark::State& state) {
   Arguments<Nimbo::String> arguments;
   benchmark::DoNotOptimize(&arguments);
-  const auto trace = [&arguments]() __attribute__((always_inline)) {
-    benchmark::ClobberMemory();
-    VELO_TRACE(BenchTrace, 9, "%s has VLAN %s on %s ports", arguments.name, arguments.vlan,
-               arguments.ports);
-  };
-  for (auto _ : state) repeat(trace, std::make_index_sequence<traces>());
+  for (auto _ : state) {
+    repeat([&arguments] { trace(arguments); }, std::make_index_sequence<traces>());
+  }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(traces));
 }
 
