@@ -170,7 +170,7 @@ std::string networkName(U32 vni) { return "vni" + std::to_string(vni); }
 std::string vtepCommands(const std::vector<RenderedPort>& ports, const std::string& vtep,
                          const SwitchOutputs::MappingsOfPort& mappings) {
   std::string text =
-      "vtep-ctl -- --may-exist add-ps \"$bridge\" -- set Physical_Switch \"$bridge\" " +
+      R"(vtep-ctl -- --may-exist add-ps "$bridge" -- set Physical_Switch "$bridge" )" +
       word("description=" + value(vtep)) + " other_config:fabrion=true\n";
   std::set<U32> vnis;
   for (const auto& [port, vniOfVlan] : mappings) {
